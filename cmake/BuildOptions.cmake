@@ -1,0 +1,47 @@
+# SPDX-License-Identifier: MIT
+# How everything in the project is compiled: warnings, hardening, sanitizers.
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "Release, RelWithDebInfo or Debug" FORCE)
+endif()
+set(CMAKE_CXX_FLAGS_RELEASE "-O2")
+set(CMAKE_C_FLAGS_RELEASE "-O2")
+
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 99)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+option(VELUTILS_WERROR "Treat warnings as errors" ON)
+set(VELUTILS_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize=")
+
+# Interface target with what our own sources are compiled with.
+add_library(velutils_build_options INTERFACE)
+target_compile_definitions(velutils_build_options INTERFACE _GNU_SOURCE)
+target_compile_options(velutils_build_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow
+  $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual>
+  $<$<BOOL:${VELUTILS_WERROR}>:-Werror>
+  # The same sources give the same bytes wherever they are built.
+  -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.
+  # With -Bsymbolic-functions the library's calls to itself cannot be replaced: let them inline.
+  -fno-semantic-interposition
+  -fstack-protector-strong)
+target_link_options(velutils_build_options INTERFACE
+  -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+
+if(VELUTILS_SANITIZE)
+  target_compile_options(velutils_build_options INTERFACE
+    -fsanitize=${VELUTILS_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+  target_link_options(velutils_build_options INTERFACE -fsanitize=${VELUTILS_SANITIZE})
+else()
+  # The sanitizers check more than fortified calls do, and the two do not mix.
+  target_compile_options(velutils_build_options INTERFACE
+    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
+endif()

@@ -1,0 +1,12 @@
+/* SPDX-License-Identifier: MIT
+ *
+ * VELUTILS_API marks what libvelutils++.so offers to its users; everything else in the library is
+ * hidden. Every public header includes this one, and those with plain functions can be included
+ * from C (C99) as well as from C++ (C++11 and later).
+ */
+#ifndef VELUTILS_EXPORT_H
+#define VELUTILS_EXPORT_H
+
+#define VELUTILS_API __attribute__((visibility("default")))
+
+#endif

@@ -1,0 +1,345 @@
+// SPDX-License-Identifier: MIT
+//
+// String and its buffer: counting, copy on write, construction, assignment, appending.
+//
+// A changing operation writes in place only when nobody shares the buffer and the result fits;
+// otherwise it builds a complete new buffer first, so that its source may lie in the old one and
+// a refused allocation changes nothing, and then lets the old buffer go.
+//
+// Tested by text_test.cc.
+
+#include <velutils++/text.h>
+
+#include "string_internal.h"
+
+#include <limits.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <new>
+
+#if __has_include(<sys/single_threaded.h>)
+#include <sys/single_threaded.h>
+#define VELUTILS_SINGLE_THREADED __libc_single_threaded
+#else
+#define VELUTILS_SINGLE_THREADED false
+#endif
+
+typedef String::StringBuffer Buffer;
+
+// StringBuffer
+
+// The empty buffer is the only one not made by new: its storage has room for header and NUL.
+Buffer* Buffer::EMPTY() {
+    alignas(Buffer) static char storage[sizeof(Buffer) + 1];
+    static Buffer* const empty = ::new (static_cast<void*>(storage)) Buffer();
+    return empty;
+}
+
+Buffer::StringBuffer() : StringBuffer(0) {}
+
+Buffer::StringBuffer(long capacity) : referers_(1), capacity_(capacity), length_(0) {
+    setLength(0);
+}
+
+Buffer::StringBuffer(long capacity, char ch) : referers_(1), capacity_(capacity), length_(0) {
+    *text() = ch;
+    setLength(1);
+}
+
+Buffer::StringBuffer(long capacity, long n, const char* p)
+    : referers_(1), capacity_(capacity), length_(0) {
+    memcpy(text(), p, static_cast<size_t>(n));
+    setLength(n);
+}
+
+Buffer::StringBuffer(long capacity, long firstLength, const char* first, long secondLength,
+                     const char* second)
+    : StringBuffer(capacity, firstLength, first) {
+    memcpy(text() + length_, second, static_cast<size_t>(secondLength));
+    setLength(length_ + secondLength);
+}
+
+Buffer::StringBuffer(long capacity, long firstLength, const char* first, long secondLength,
+                     const char* second, long thirdLength, const char* third)
+    : StringBuffer(capacity, firstLength, first, secondLength, second) {
+    memcpy(text() + length_, third, static_cast<size_t>(thirdLength));
+    setLength(length_ + thirdLength);
+}
+
+Buffer::StringBuffer(const StringBuffer& other)
+    : StringBuffer(other.capacity_, other.length_, other.text()) {}
+
+void* Buffer::operator new(size_t, long capacity) noexcept {
+    return malloc(sizeof(Buffer) + static_cast<size_t>(capacity) + 1);
+}
+
+void Buffer::operator delete(void* block) noexcept {
+    free(block);
+}
+
+void Buffer::operator delete(void* block, long) noexcept {
+    free(block);
+}
+
+long Buffer::NEAREST_VALID_STRING_LENGTH(long n) {
+    if (n <= 127) return ((n + 8) & ~15L) + 7;
+    return ((n - 64) & ~63L) + 127;
+}
+
+long Buffer::capacity() const {
+    return capacity_;
+}
+
+bool Buffer::hasMultipleReferers() const {
+    // Acquire: the last sharer in another thread has finished with the text before we write it.
+    return __atomic_load_n(&referers_, __ATOMIC_ACQUIRE) > 1;
+}
+
+// Plain counting costs a third of atomic counting, and most daemons have one thread.
+void Buffer::link() {
+    if (VELUTILS_SINGLE_THREADED)
+        ++referers_;
+    else
+        __atomic_add_fetch(&referers_, 1, __ATOMIC_RELAXED);
+}
+
+void Buffer::drop() {
+    const int32_t left = VELUTILS_SINGLE_THREADED
+                             ? --referers_
+                             : __atomic_sub_fetch(&referers_, 1, __ATOMIC_ACQ_REL);
+    if (left == 0 && this != EMPTY()) delete this;
+}
+
+void Buffer::setLength(long length) {
+    text()[length] = '\0';
+    length_ = length;
+}
+
+// Switching buffers
+
+bool String::mayWrite(long long length) const {
+    return !buffer_->hasMultipleReferers() && length <= buffer_->capacity_;
+}
+
+void String::take(StringBuffer* buffer) {
+    if (buffer == nullptr) return;
+    buffer_->drop();
+    buffer_ = buffer;
+}
+
+void String::takeEmpty() {
+    take(sharedEmpty());
+}
+
+bool String::unshare() {
+    if (!buffer_->hasMultipleReferers()) return true;
+    StringBuffer* const copy = new (buffer_->capacity_) StringBuffer(*buffer_);
+    take(copy);
+    return copy != nullptr;
+}
+
+// Construction
+
+const String& String::EMPTY() {
+    static const String empty;
+    return empty;
+}
+
+String::String() : buffer_(sharedEmpty()) {}
+
+String::String(const String& other) : buffer_(other.buffer_) {
+    buffer_->link();
+}
+
+String::String(char ch) : buffer_(ch == '\0' ? sharedEmpty() : orEmpty(buildBuffer(1, ch))) {}
+
+String::String(const char* s) : String(s, 0, LONG_MAX) {}
+
+String::String(const char* s, long capacity) : buffer_(nullptr) {
+    if (s == nullptr) {
+        buffer_ = sharedEmpty();
+        return;
+    }
+    const long long n = lengthOf(s);
+    buffer_ = orEmpty(buildBuffer(n > capacity ? n : capacity, static_cast<long>(n), s));
+}
+
+String::String(const char* s, long start, long count) : buffer_(nullptr) {
+    const long long length = s == nullptr ? 0 : lengthOf(s);
+    const long long first = start < 0 ? 0 : start > length ? length : start;
+    const long long n = count > length - first ? length - first : count;
+    buffer_ = n < 1 ? sharedEmpty() : orEmpty(buildBuffer(n, static_cast<long>(n), s + first));
+}
+
+String::~String() {
+    buffer_->drop();
+    buffer_ = nullptr;
+}
+
+// Assignment
+
+String& String::operator=(const String& other) {
+    if (this == &other) return *this;
+    other.buffer_->link();
+    take(other.buffer_);
+    return *this;
+}
+
+String& String::operator=(const char* s) {
+    if (s == nullptr) {
+        takeEmpty();
+        return *this;
+    }
+    const long long n = lengthOf(s);
+    if (!mayWrite(n)) {
+        take(buildBuffer(n, static_cast<long>(n), s));
+        return *this;
+    }
+    memmove(buffer_->text(), s, static_cast<size_t>(n));
+    buffer_->setLength(static_cast<long>(n));
+    return *this;
+}
+
+String& String::operator=(char ch) {
+    if (ch == '\0')
+        takeEmpty();
+    else
+        take(buildBuffer(1, ch));
+    return *this;
+}
+
+// Appending
+
+void String::internalConcat(const char* p, long n) {
+    const long old = buffer_->length_;
+    const long long length = static_cast<long long>(old) + n;
+    if (!mayWrite(length)) {
+        take(buildBuffer(length, old, buffer_->text(), n, p));
+        return;
+    }
+    memmove(buffer_->text() + old, p, static_cast<size_t>(n));
+    buffer_->setLength(static_cast<long>(length));
+}
+
+String& String::concat(const String& other) {
+    return concat(other.buffer(), other.length());
+}
+
+String& String::concat(const char* p, long n) {
+    if (p != nullptr && n >= 1) internalConcat(p, n);
+    return *this;
+}
+
+String& String::operator+=(const String& other) {
+    return concat(other);
+}
+
+String& String::operator+=(const char* s) {
+    if (s == nullptr) return *this;
+    const long long n = lengthOf(s);
+    return n > LONGEST_TEXT ? *this : concat(s, static_cast<long>(n));
+}
+
+String& String::operator+=(char ch) {
+    if (ch != '\0') internalConcat(&ch, 1);
+    return *this;
+}
+
+String operator+(const String& a, const String& b) {
+    String sum(a);
+    sum += b;
+    return sum;
+}
+
+String operator+(const String& a, const char* b) {
+    String sum(a);
+    sum += b;
+    return sum;
+}
+
+String operator+(const char* a, const String& b) {
+    String sum(a);
+    sum += b;
+    return sum;
+}
+
+String operator+(const String& a, char b) {
+    String sum(a);
+    sum += b;
+    return sum;
+}
+
+String operator+(char a, const String& b) {
+    String sum(a);
+    sum += b;
+    return sum;
+}
+
+// Reading
+
+long String::length() const {
+    return buffer_->length_;
+}
+
+const char* String::buffer() const {
+    return buffer_->text();
+}
+
+char String::operator[](long i) const {
+    return i >= 0 && i < buffer_->length_ ? buffer_->text()[i] : '\0';
+}
+
+String& String::operator*() {
+    return *this;
+}
+
+const String& String::operator*() const {
+    return *this;
+}
+
+long String::getChars(long begin, long end, char* dst) const {
+    if (dst == nullptr) return 0;
+    const long length = buffer_->length_;
+    const long first = begin < 0 ? 0 : begin > length ? length : begin;
+    const long last = end < first ? first : end > length ? length : end;
+    memmove(dst, buffer_->text() + first, static_cast<size_t>(last - first));
+    return last - first;
+}
+
+// Values as text
+
+String String::stringOf(bool b) {
+    return String(b ? "true" : "false");
+}
+
+String String::stringOf(char ch) {
+    return String(ch);
+}
+
+String String::stringOf(const char* s) {
+    return String(s);
+}
+
+String String::stringOf(const char* s, long start, long count) {
+    return String(s, start, count);
+}
+
+String String::stringOf(long v) {
+    char text[32];
+    snprintf(text, sizeof text, "%ld", v);
+    return String(text);
+}
+
+String String::stringOf(unsigned long v) {
+    char text[32];
+    snprintf(text, sizeof text, "%lu", v);
+    return String(text);
+}
+
+String String::stringOf(void* p) {
+    char text[32];
+    snprintf(text, sizeof text, "%p", p);
+    return String(text);
+}
