@@ -256,7 +256,7 @@ class VELUTILS_API String {
     void takeEmpty();
     bool unshare();  // keeps the capacity; false when the heap refuses
     void insertBytes(long position, const char* text, long long n);
-    void appendRendered(long at, const char* format, va_list arguments);
+    void renderAt(long at, uint32_t n, const char* format, va_list arguments);
 
     StringBuffer* buffer_;
 };

@@ -1,0 +1,357 @@
+// SPDX-License-Identifier: MIT
+//
+// The formatter: one pass over the format for measuring and for storing.
+//
+// Output is a stream of characters. Output::take decides, for a run of them, how many fall before
+// the offset, how many are stored and how many no longer fit; the emitters only produce runs.
+// Measuring is storing with the largest size and without writing.
+//
+// Tested by text_test.cc.
+
+#include "format_internal.h"
+
+#include <velutils++/text.h>
+
+#include <limits.h>
+#include <string.h>
+
+namespace {
+
+enum Flag : unsigned {
+    LEFT = 1,
+    PLUS = 2,
+    SPACE = 4,
+    ALTERNATE = 8,
+    ZERO = 16,
+    SHORT = 32,
+    LONG = 64,
+};
+
+// Whatever is wider, long or pointer, travels whole.
+typedef unsigned long Value;
+static_assert(sizeof(Value) == sizeof(void*), "%p takes the platform's pointer");
+
+struct Arguments {
+    va_list list;
+};
+
+struct Directive {
+    unsigned flags;
+    int width;      // never negative
+    int precision;  // negative: none
+    char conversion;
+
+    bool has(Flag flag) const { return (flags & flag) != 0; }
+};
+
+class Output {
+  public:
+    Output(char* buffer, uint32_t offset, uint32_t size)
+        : buffer_(buffer), room_(size - 1), stored_(0), position_(0), offset_(offset) {}
+
+    uint32_t stored() const { return stored_; }
+    uint32_t position() const { return position_; }
+
+    void text(const char* p, uint32_t n) {
+        uint32_t skipped = 0;
+        const uint32_t kept = take(n, &skipped);
+        if (buffer_ != nullptr) memcpy(buffer_ + stored_, p + skipped, kept);
+        stored_ += kept;
+    }
+
+    void fill(char ch, long long n) {
+        if (n <= 0) return;
+        uint32_t skipped = 0;
+        const uint32_t kept = take(static_cast<uint32_t>(n), &skipped);
+        if (buffer_ != nullptr) memset(buffer_ + stored_, ch, kept);
+        stored_ += kept;
+    }
+
+  private:
+    // Of the next n characters: skips those before the offset and returns how many of the others
+    // are kept. Once nothing fits the position stands still.
+    uint32_t take(uint32_t n, uint32_t* skipped) {
+        const uint32_t left = room_ - stored_;
+        if (left == 0) return 0;
+        if (position_ < offset_) {
+            *skipped = offset_ - position_ < n ? offset_ - position_ : n;
+            position_ += *skipped;
+            n -= *skipped;
+        }
+        const uint32_t kept = n < left ? n : left;
+        position_ += kept;
+        return kept;
+    }
+
+    char* const buffer_;  // null: only count
+    const uint32_t room_;
+    uint32_t stored_;
+    uint32_t position_;
+    const uint32_t offset_;
+};
+
+// n characters of text in a field; those not to be seen keep their place in it.
+void emitText(Output& out, const Directive& directive, const char* text, uint32_t n,
+              uint32_t seen) {
+    const long long padding = static_cast<long long>(directive.width) - n;
+    if (!directive.has(LEFT)) out.fill(directive.has(ZERO) ? '0' : ' ', padding);
+    out.text(text, seen);
+    if (directive.has(LEFT)) out.fill(' ', padding);
+}
+
+void emitCharacter(Output& out, const Directive& directive, char ch) {
+    const uint32_t n = directive.precision == 0 ? 0 : 1;
+    emitText(out, directive, &ch, n, ch == '\0' ? 0 : n);
+}
+
+void emitString(Output& out, const Directive& directive, const char* text) {
+    if (text == nullptr) text = "(null)";
+    const size_t n = directive.precision < 0
+                         ? strlen(text)
+                         : strnlen(text, static_cast<size_t>(directive.precision));
+    const uint32_t length = n > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(n);
+    emitText(out, directive, text, length, length);
+}
+
+struct Prefix {
+    const char* text;
+    uint32_t length;
+};
+const Prefix NO_PREFIX = {"", 0};
+
+// Writes the digits of value before `end` and returns the first.
+char* writeDigits(char* end, Value value, unsigned base, const char* digits) {
+    switch (base) {  // constant divisors divide fast
+        case 10:
+            do *--end = digits[value % 10];
+            while ((value /= 10) != 0);
+            break;
+        case 16:
+            do *--end = digits[value % 16];
+            while ((value /= 16) != 0);
+            break;
+        default:
+            do *--end = digits[value % 8];
+            while ((value /= 8) != 0);
+            break;
+    }
+    return end;
+}
+
+void emitInteger(Output& out, const Directive& directive, Value value, unsigned base,
+                 const Prefix& prefix, const char* digits = "0123456789abcdef") {
+    char area[3 * sizeof(Value)];  // octal needs most: a digit for every three bits
+    char* const end = area + sizeof area;
+    const char* const first = writeDigits(end, value, base, digits);
+    const long long n = end - first;
+
+    long long precision = directive.precision;
+    // A precision that was given has cancelled the zero padding.
+    if (directive.has(ZERO) && precision < 0)
+        precision = static_cast<long long>(directive.width) - prefix.length;
+    const long long zeros = precision > n ? precision - n : 0;
+    const long long padding = directive.width - zeros - n - prefix.length;
+
+    if (!directive.has(LEFT)) out.fill(' ', padding);
+    out.text(prefix.text, prefix.length);
+    out.fill('0', zeros);
+    out.text(first, static_cast<uint32_t>(n));
+    if (directive.has(LEFT)) out.fill(' ', padding);
+}
+
+void emitSigned(Output& out, const Directive& directive, Arguments& arguments) {
+    long value = 0;
+    if (directive.has(LONG))
+        value = va_arg(arguments.list, long);
+    else
+        value = va_arg(arguments.list, int);
+    if (directive.has(SHORT)) value = static_cast<int16_t>(value);
+
+    if (value < 0)
+        emitInteger(out, directive, 0 - static_cast<Value>(value), 10, {"-", 1});
+    else if (directive.has(PLUS))
+        emitInteger(out, directive, static_cast<Value>(value), 10, {"+", 1});
+    else if (directive.has(SPACE))
+        emitInteger(out, directive, static_cast<Value>(value), 10, {" ", 1});
+    else
+        emitInteger(out, directive, static_cast<Value>(value), 10, NO_PREFIX);
+}
+
+Value unsignedArgument(const Directive& directive, Arguments& arguments) {
+    if (directive.has(LONG)) return va_arg(arguments.list, unsigned long);
+    const unsigned value = va_arg(arguments.list, unsigned);
+    return directive.has(SHORT) ? static_cast<uint16_t>(value) : value;
+}
+
+void emitUnsigned(Output& out, const Directive& directive, Arguments& arguments) {
+    const Value value = unsignedArgument(directive, arguments);
+    const bool prefixed = directive.has(ALTERNATE) && value != 0;
+    switch (directive.conversion) {
+        case 'u':
+            return emitInteger(out, directive, value, 10, NO_PREFIX);
+        case 'o':
+            return emitInteger(out, directive, value, 8, prefixed ? Prefix{"0", 1} : NO_PREFIX);
+        case 'x':
+            return emitInteger(out, directive, value, 16, prefixed ? Prefix{"0x", 2} : NO_PREFIX);
+        default:
+            return emitInteger(out, directive, value, 16, prefixed ? Prefix{"0X", 2} : NO_PREFIX,
+                               "0123456789ABCDEF");
+    }
+}
+
+void storePosition(const Output& out, const Directive& directive, void* target) {
+    const uint32_t position = out.position();
+    const uint16_t low = static_cast<uint16_t>(position);
+    if (directive.has(SHORT))
+        memcpy(target, &low, sizeof low);
+    else
+        memcpy(target, &position, sizeof position);
+}
+
+void convert(Output& out, Directive directive, Arguments& arguments) {
+    if (strchr("diuoxXp", directive.conversion) != nullptr && directive.precision >= 0)
+        directive.flags &= ~unsigned{ZERO};
+    switch (directive.conversion) {
+        case 'd':
+        case 'i':
+            return emitSigned(out, directive, arguments);
+        case 'u':
+        case 'o':
+        case 'x':
+        case 'X':
+            return emitUnsigned(out, directive, arguments);
+        case 'p':
+            return emitInteger(out, directive,
+                               reinterpret_cast<Value>(va_arg(arguments.list, void*)), 16,
+                               {"0x", 2});
+        case 'c':
+            return emitCharacter(out, directive, static_cast<char>(va_arg(arguments.list, int)));
+        case 's':
+            return emitString(out, directive, va_arg(arguments.list, const char*));
+        case 'n':
+            return storePosition(out, directive, va_arg(arguments.list, void*));
+        default:
+            return out.text(&directive.conversion, 1);
+    }
+}
+
+unsigned flagOf(char ch) {
+    switch (ch) {
+        case '-':
+            return LEFT;
+        case '+':
+            return PLUS;
+        case ' ':
+            return SPACE;
+        case '#':
+            return ALTERNATE;
+        case '0':
+            return ZERO;
+        default:
+            return 0;
+    }
+}
+
+int readNumber(const char** format) {
+    int number = 0;
+    for (; **format >= '0' && **format <= '9'; ++*format) {
+        const int digit = **format - '0';
+        number = number > (INT_MAX - digit) / 10 ? INT_MAX : number * 10 + digit;
+    }
+    return number;
+}
+
+// Reads what follows a '%' up to the conversion letter, which is NUL when the format ends before.
+Directive readDirective(const char** format, Arguments& arguments) {
+    Directive directive = {0, 0, -1, '\0'};
+    for (unsigned flag = 0; (flag = flagOf(**format)) != 0; ++*format) directive.flags |= flag;
+
+    if (**format == '*') {
+        ++*format;
+        const int width = va_arg(arguments.list, int);
+        if (width < 0) directive.flags |= LEFT;
+        directive.width = width == INT_MIN ? INT_MAX : width < 0 ? -width : width;
+    } else {
+        directive.width = readNumber(format);
+    }
+    if (directive.has(LEFT)) directive.flags &= ~unsigned{ZERO};
+
+    if (**format == '.') {
+        ++*format;
+        if (**format == '*') {
+            ++*format;
+            directive.precision = va_arg(arguments.list, int);
+        } else {
+            directive.precision = readNumber(format);
+        }
+    }
+
+    if (**format == 'h' || **format == 'l') {
+        directive.flags |= **format == 'h' ? SHORT : LONG;
+        ++*format;
+    }
+    directive.conversion = **format;
+    if (directive.conversion != '\0') ++*format;
+    return directive;
+}
+
+void run(Output& out, const char* format, Arguments& arguments) {
+    for (;;) {
+        const char* const literal = format;
+        while (*format != '%' && *format != '\0') ++format;
+        if (format != literal) out.text(literal, static_cast<uint32_t>(format - literal));
+        if (*format == '\0') return;
+
+        ++format;
+        if (*format == '%') {
+            out.text(format++, 1);
+            continue;
+        }
+        const Directive directive = readDirective(&format, arguments);
+        if (directive.conversion == '\0') return;
+        convert(out, directive, arguments);
+    }
+}
+
+}  // namespace
+
+uint32_t measureFormatted(const char* format, va_list values) {
+    Arguments arguments;
+    va_copy(arguments.list, values);
+    Output out(nullptr, 0, UINT32_MAX);
+    run(out, format, arguments);
+    va_end(arguments.list);
+    return out.stored();
+}
+
+int32_t vsnxprintf(char* buffer, int32_t offset, uint32_t size, const char* format,
+                   va_list values) {
+    if (buffer == nullptr || size == 0 || offset < 0) return 0;
+    Arguments arguments;
+    va_copy(arguments.list, values);
+    Output out(buffer, static_cast<uint32_t>(offset), size);
+    run(out, format, arguments);
+    va_end(arguments.list);
+    buffer[out.stored()] = '\0';
+    return static_cast<int32_t>(out.stored());
+}
+
+int32_t snxprintf(char* buffer, int32_t offset, uint32_t size, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const int32_t stored = vsnxprintf(buffer, offset, size, format, arguments);
+    va_end(arguments);
+    return stored;
+}
+
+int32_t vstrlenf(const char* format, va_list arguments) {
+    return static_cast<int32_t>(measureFormatted(format, arguments));
+}
+
+int32_t strlenf(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const int32_t length = vstrlenf(format, arguments);
+    va_end(arguments);
+    return length;
+}

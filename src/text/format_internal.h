@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+//
+// What String's formatting takes from the formatter besides its public functions.
+
+#ifndef VELUTILS_FORMAT_INTERNAL_H
+#define VELUTILS_FORMAT_INTERNAL_H
+
+#include <stdarg.h>
+#include <stdint.h>
+
+// vstrlenf before its result is made signed, so that an output too long for a text is told apart.
+uint32_t measureFormatted(const char* format, va_list arguments);
+
+#endif

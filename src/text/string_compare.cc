@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: MIT
+//
+// Order, equality, prefixes and regions of Strings, and the comparison without case.
+//
+// Three comparisons, which differ for texts with embedded NULs: all bytes (memcmp), up to the
+// first NUL (strcmp, strncmp), and without case up to the first NUL (stricmp, strnicmp). Strings
+// that share a buffer are equal without a look at it.
+//
+// Tested by text_test.cc.
+
+#include <velutils++/text.h>
+
+#include "string_internal.h"
+
+#include <string.h>
+
+namespace {
+
+unsigned fold(char ch) {
+    const unsigned byte = static_cast<unsigned char>(ch);
+    return byte - 'A' < 26 ? byte + ('a' - 'A') : byte;
+}
+
+// As strcmp; null is the empty text.
+int order(const String& a, const char* b) {
+    if (b == nullptr) return a.length() == 0 ? 0 : 1;
+    return strcmp(a.buffer(), b);
+}
+
+}  // namespace
+
+int stricmp(const char* a, const char* b) {
+    return strnicmp(a, b, -1);
+}
+
+int strnicmp(const char* a, const char* b, int32_t count) {
+    // A negative count never reaches 0 within what memory holds.
+    for (size_t left = static_cast<size_t>(count); left != 0; --left, ++a, ++b) {
+        const unsigned x = fold(*a);
+        const unsigned y = fold(*b);
+        if (x != y) return x < y ? -1 : 1;
+        if (x == 0) return 0;
+    }
+    return 0;
+}
+
+int32_t String::compareTo(const String& other) const {
+    return buffer_ == other.buffer_ ? 0 : strcmp(other.buffer(), buffer());
+}
+
+int32_t String::compareToIgnoreCase(const String& other) const {
+    return buffer_ == other.buffer_ ? 0 : stricmp(other.buffer(), buffer());
+}
+
+bool String::equals(const String& other) const {
+    if (buffer_ == other.buffer_) return true;
+    return length() == other.length() &&
+           memcmp(buffer(), other.buffer(), static_cast<size_t>(length())) == 0;
+}
+
+bool String::equals(const char* s) const {
+    return s == nullptr ? length() == 0 : strcmp(buffer(), s) == 0;
+}
+
+bool String::equalsIgnoreCase(const String& other) const {
+    if (buffer_ == other.buffer_) return true;
+    return length() == other.length() &&
+           strnicmp(buffer(), other.buffer(), static_cast<int32_t>(length())) == 0;
+}
+
+bool String::equalsIgnoreCase(const char* s) const {
+    return s == nullptr ? length() == 0 : stricmp(buffer(), s) == 0;
+}
+
+bool String::startsWith(const String& prefix) const {
+    return startsWith(prefix, 0);
+}
+
+bool String::startsWith(const String& prefix, long offset) const {
+    if (offset < 0 || length() - offset < prefix.length()) return false;
+    return memcmp(buffer() + offset, prefix.buffer(), static_cast<size_t>(prefix.length())) == 0;
+}
+
+bool String::endsWith(const String& suffix) const {
+    return startsWith(suffix, length() - suffix.length());
+}
+
+bool String::regionMatches(bool ignoreCase, long offset, const String& other, long otherOffset,
+                           long count) const {
+    if (count < 0 || offset < 0 || otherOffset < 0) return false;
+    if (count > length() - offset || count > other.length() - otherOffset) return false;
+    const char* const mine = buffer() + offset;
+    const char* const others = other.buffer() + otherOffset;
+    return ignoreCase ? strnicmp(mine, others, static_cast<int32_t>(count)) == 0
+                      : strncmp(mine, others, static_cast<size_t>(count)) == 0;
+}
+
+bool String::regionMatches(long offset, const String& other, long otherOffset, long count) const {
+    return regionMatches(false, offset, other, otherOffset, count);
+}
+
+// Relations. Between Strings a shared buffer is told by the address of its characters.
+
+bool operator==(const String& a, const String& b) {
+    if (a.buffer() == b.buffer()) return true;
+    return a.length() == b.length() && strcmp(a.buffer(), b.buffer()) == 0;
+}
+
+bool operator!=(const String& a, const String& b) {
+    return !(a == b);
+}
+
+bool operator<(const String& a, const String& b) {
+    return b.compareTo(a) < 0;
+}
+
+bool operator>(const String& a, const String& b) {
+    return b.compareTo(a) > 0;
+}
+
+bool operator<=(const String& a, const String& b) {
+    return b.compareTo(a) <= 0;
+}
+
+bool operator>=(const String& a, const String& b) {
+    return b.compareTo(a) >= 0;
+}
+
+bool operator==(const String& a, const char* b) {
+    return a.equals(b);
+}
+
+bool operator!=(const String& a, const char* b) {
+    return !(a == b);
+}
+
+bool operator<(const String& a, const char* b) {
+    return order(a, b) < 0;
+}
+
+bool operator>(const String& a, const char* b) {
+    return order(a, b) > 0;
+}
+
+bool operator<=(const String& a, const char* b) {
+    return !(a > b);
+}
+
+bool operator>=(const String& a, const char* b) {
+    return !(a < b);
+}
+
+bool operator==(const char* a, const String& b) {
+    return b == a;
+}
+
+bool operator!=(const char* a, const String& b) {
+    return b != a;
+}
+
+bool operator<(const char* a, const String& b) {
+    return b > a;
+}
+
+bool operator>(const char* a, const String& b) {
+    return b < a;
+}
+
+bool operator<=(const char* a, const String& b) {
+    return b >= a;
+}
+
+bool operator>=(const char* a, const String& b) {
+    return b <= a;
+}
+
+bool operator==(const String& a, char b) {
+    return b == '\0' ? a.length() == 0 : a.length() == 1 && a[0] == b;
+}
+
+bool operator!=(const String& a, char b) {
+    return !(a == b);
+}
+
+bool operator==(char a, const String& b) {
+    return b == a;
+}
+
+bool operator!=(char a, const String& b) {
+    return b != a;
+}

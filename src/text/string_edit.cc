@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: MIT
+//
+// Changing a String in place, or a private copy of it, and deriving pieces of it.
+//
+// Tested by text_test.cc.
+
+#include <velutils++/text.h>
+
+#include "string_internal.h"
+
+#include <stdio.h>
+#include <string.h>
+
+namespace {
+
+bool isBlank(char ch) {
+    return (ch >= 9 && ch <= 13) || ch == ' ';
+}
+
+// Adds `change` to every byte from first to first + 25.
+void shiftLetters(char* text, long length, char first, int change) {
+    for (long i = 0; i < length; ++i) {
+        const unsigned letter = static_cast<unsigned char>(text[i] - first);
+        text[i] = static_cast<char>(text[i] + (letter < 26 ? change : 0));
+    }
+}
+
+}  // namespace
+
+void String::replace(char oldChar, char newChar) {
+    if (newChar == '\0' || length() == 0 || !unshare()) return;
+    char* const text = buffer_->text();
+    for (long i = 0; i < length(); ++i)
+        if (text[i] == oldChar) text[i] = newChar;
+}
+
+void String::toLowerCase() {
+    if (length() == 0 || !unshare()) return;
+    shiftLetters(buffer_->text(), length(), 'A', 'a' - 'A');
+}
+
+void String::toUpperCase() {
+    if (length() == 0 || !unshare()) return;
+    shiftLetters(buffer_->text(), length(), 'a', 'A' - 'a');
+}
+
+void String::trim() {
+    const char* const text = buffer();
+    long first = 0;
+    long end = length();
+    while (first < end && isBlank(text[first])) ++first;
+    while (end > first && isBlank(text[end - 1])) --end;
+    const long n = end - first;
+    if (n == 0) return takeEmpty();
+    if (n == length()) return;
+    if (buffer_->hasMultipleReferers()) return take(buildBuffer(n, n, text + first));
+    memmove(buffer_->text(), text + first, static_cast<size_t>(n));
+    buffer_->setLength(n);
+}
+
+String& String::deleteRegion(long start) {
+    return deleteRegion(start, length());
+}
+
+String& String::deleteRegion(long start, long end) {
+    const long first = start < 0 ? 0 : start;
+    const long last = end > length() ? length() : end;
+    if (first >= last) return *this;
+    char* const text = buffer_->text();
+    const long rest = length() - last;
+    const long n = first + rest;
+    if (buffer_->hasMultipleReferers()) {
+        take(buildBuffer(n, first, text, rest, text + last));
+        return *this;
+    }
+    memmove(text + first, text + last, static_cast<size_t>(rest));
+    buffer_->setLength(n);
+    return *this;
+}
+
+String& String::insert(long position, const String& text) {
+    insertBytes(position, text.buffer(), text.length());
+    return *this;
+}
+
+String& String::insert(long position, const char* text) {
+    if (text != nullptr) insertBytes(position, text, lengthOf(text));
+    return *this;
+}
+
+String& String::insert(long position, char ch) {
+    if (ch != '\0') insertBytes(position, &ch, 1);
+    return *this;
+}
+
+void String::insertBytes(long position, const char* inserted, long long n) {
+    const long old = length();
+    if (n == 0 || position < 0 || position > old) return;
+    char* const text = buffer_->text();
+    if (!mayWrite(old + n)) {
+        return take(buildBuffer(old + n, position, text, static_cast<long>(n), inserted,
+                                old - position, text + position));
+    }
+    char* const gap = text + position;
+    memmove(gap + n, gap, static_cast<size_t>(old - position));
+    // What is inserted may lie in this text: the part of it behind the gap has just moved.
+    const bool inside = inserted >= text && inserted <= text + old;
+    const long long unmoved = !inside || inserted + n <= gap ? n
+                              : inserted < gap               ? gap - inserted
+                                                             : 0;
+    memmove(gap, inserted, static_cast<size_t>(unmoved));
+    memmove(gap + unmoved, inserted + unmoved + n, static_cast<size_t>(n - unmoved));
+    buffer_->setLength(static_cast<long>(old + n));
+}
+
+String String::substring(long start) const {
+    if (start < 0 || start >= length()) return EMPTY();
+    return String(buffer() + start);
+}
+
+String String::substring(long start, long end) const {
+    const long first = start < 0 ? 0 : start;
+    if (first >= end || first >= length()) return EMPTY();
+    return String(buffer(), first, end - first);
+}
+
+long String::toInteger() const {
+    int value = 0;
+    return sscanf(buffer(), "%i", &value) == 1 ? value : -1;
+}
