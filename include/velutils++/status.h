@@ -1,0 +1,187 @@
+/* SPDX-License-Identifier: MIT
+ *
+ * The status tree: a daemon's values as small files and links that other programs read, FIFOs
+ * through which other programs send it bytes, and the catalogue of the router's events.
+ *
+ *     setup(STATUS_BASE_TMP, "/wan")     the directory /tmp/status/wan, with what is missing above
+ *     setStatus("/state", "up")          the file /tmp/status/wan/state, holding exactly "up"
+ *     setLink("/active", "state")        the link /tmp/status/wan/active -> state
+ *     setupIpcRxFifo("/ctl", &observer)  the FIFO /tmp/status/wan/ctl, read from the libevent loop
+ *
+ * Names are joined to the directory with nothing between, so they bring their own "/".
+ *
+ * The event catalogue can be used from C; the classes need C++11.
+ */
+#ifndef VELUTILS_STATUS_H
+#define VELUTILS_STATUS_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include <velutils++/export.h>
+
+/* One event of the system. */
+typedef struct EventCatalogueEntry {
+    int32_t id;              /* bits 31 to 24: the class; below: the number within it, from 1 */
+    const char* name;        /* lower-case words joined by "-" */
+    const char* description; /* a phrase for people */
+} EventCatalogueEntry;
+
+/* All events known to the router's daemons and scripts. Ids and names are unique; the order is
+ * not that of the ids. Walk it by its element count: no row marks the end. */
+static const EventCatalogueEntry EVENT_CATALOGUE[] __attribute__((unused)) = {
+    {0x01000001, "wan-up", "WAN link came up"},
+    {0x01000002, "wan-down", "WAN link went down"},
+    {0x02000001, "dio-in1-on", "DIO IN1 turned on"},
+    {0x02000003, "dio-in2-on", "DIO IN2 turned on"},
+    {0x02000002, "dio-in1-off", "DIO IN1 turned off"},
+    {0x02000004, "dio-in2-off", "DIO IN2 turned off"},
+    {0x02000005, "dio-out1-on", "DIO OUT1 turned on"},
+    {0x02000007, "dio-out2-on", "DIO OUT2 turned on"},
+    {0x02000006, "dio-out1-off", "DIO OUT1 turned off"},
+    {0x02000008, "dio-out2-off", "DIO OUT2 turned off"},
+    {0x0B000001, "poe-on", "POE turned on"},
+    {0x0B000002, "poe-off", "POE turned off"},
+    {0x03000001, "gps-up", "GPS signal is available"},
+    {0x03000002, "gps-down", "GPS signal is not available"},
+    {0x04000001, "openvpn-up", "OpenVPN connection came up"},
+    {0x04000002, "openvpn-down", "OpenVPN connection went down"},
+    {0x04000003, "ipsec-up", "IPsec connection came up"},
+    {0x04000004, "ipsec-down", "IPsec connection went down"},
+    {0x0400000C, "gre-up", "GRE connection came up"},
+    {0x0400000D, "gre-down", "GRE connection went down"},
+    {0x0400000E, "l2tp-up", "L2TP connection came up"},
+    {0x0400000F, "l2tp-down", "L2TP connection went down"},
+    {0x04000008, "dialin-up", "Dial-In connection came up"},
+    {0x04000009, "dialin-down", "Dial-In connection went down"},
+    {0x0400000A, "mobileip-up", "Mobile IP connection came up"},
+    {0x0400000B, "mobileip-down", "Mobile IP connection went down"},
+    {0x04000006, "pptp-up", "PPTP connection came up"},
+    {0x04000007, "pptp-down", "PPTP connection went down"},
+    {0x05000001, "system-login-failed", "User login failed"},
+    {0x05000002, "system-login-succeeded", "User login succeeded"},
+    {0x05000003, "system-logout", "User logged out"},
+    {0x05000004, "system-rebooting", "System reboot has been triggered"},
+    {0x05000009, "system-poweroff", "System poweroff has been triggered"},
+    {0x05000005, "system-startup", "System has been started"},
+    {0x05000007, "sdk-startup", "SDK has been started"},
+    {0x0500000A, "system-error", "System is in error state"},
+    {0x0500000B, "system-no-error", "System left error state"},
+    {0x06000001, "sms-sent", "SMS has been sent"},
+    {0x06000002, "sms-notsent", "SMS has not been sent"},
+    {0x06000003, "sms-received", "SMS has been received"},
+    {0x06000004, "sms-report-received", "SMS report has been received"},
+    {0x07000001, "call-incoming", "A voice call is coming in"},
+    {0x07000002, "call-outgoing", "Outgoing voice call is being established"},
+    {0x08000001, "ddns-update-succeeded", "Dynamic DNS update succeeded"},
+    {0x08000002, "ddns-update-failed", "Dynamic DNS update failed"},
+    {0x09000001, "usb-storage-added", "USB storage device has been added"},
+    {0x09000002, "usb-storage-removed", "USB storage device has been removed"},
+    {0x09000003, "usb-eth-added", "USB Ethernet device has been added"},
+    {0x09000004, "usb-eth-removed", "USB Ethernet device has been removed"},
+    {0x09000005, "usb-serial-added", "USB serial device has been added"},
+    {0x09000006, "usb-serial-removed", "USB serial device has been removed"},
+    {0x05000008, "system-time-updated", "System time has been updated"},
+    {0x0A000001, "redundancy-master", "System is now master router"},
+    {0x0A000002, "redundancy-backup", "System is now backup router"},
+    {0x0500000C, "cliphp", "Start sdk script over cliphp"},
+    {0x05000006, "test", "test event"},
+};
+
+#ifdef __cplusplus
+#include <velutils++/text.h>
+
+struct bufferevent;
+
+// The base directories of the status tree.
+enum BasePath : int {
+    STATUS_BASE_TMP = 0,   // /tmp/status, lost at a restart
+    STATUS_BASE_NV = 1,    // /nvstatus, kept
+    STATUS_BASE_PROC = 2,  // /proc
+};
+
+// What a daemon implements to receive the bytes of a FIFO.
+class VELUTILS_API StatusFifoObserver {
+  public:
+    virtual ~StatusFifoObserver() {}
+
+    // Called from the libevent loop with the next 1 to 99 bytes, in order; a NUL follows them.
+    // The bytes are valid during the call only. `receiver` converted to unsigned long is the
+    // identifier that setupIpcRxFifo gave. A FIFO is a byte stream: one write may arrive in
+    // several calls and several writes in one.
+    virtual void handleFifoData(struct bufferevent* receiver, char* data, size_t length) = 0;
+};
+
+// One FIFO receiver of a StatusInterface, which makes, owns and frees it.
+class VELUTILS_API StatusFifoEntry {
+  public:
+    StatusFifoEntry();
+    ~StatusFifoEntry();
+
+    struct bufferevent* bufferEvent;  // null until made; its address is the identifier
+    int fd;                           // -1 until opened
+    StatusFifoEntry* next;            // the next older receiver
+    String path;                      // of the FIFO node
+};
+
+// A daemon's directory in the status tree and the FIFO receivers in it.
+//
+// Values are written in place, so a reader can catch a file empty or half written. Files and links
+// outlive the object and the process; FIFO nodes go with their receivers. Without a successful
+// choice of a base directory, names are paths of their own.
+//
+// Failures: false or 0. Those of setup are also logged with syslog(3) at LOG_ERR, in the calling
+// program's log.
+//
+// Threads and processes: an object belongs to one thread at a time, and one with receivers to the
+// thread that runs libevent's loop. Every call opens and closes its own file; any number of
+// objects and processes may work in the same directory.
+class VELUTILS_API StatusInterface {
+  public:
+    StatusInterface();
+    StatusInterface(const StatusInterface&) = delete;
+    StatusInterface& operator=(const StatusInterface&) = delete;
+    virtual ~StatusInterface();  // removes the receivers
+
+    // Chooses the directory and makes it and whatever is missing above it, with mode 0777 less
+    // the umask. After a directory could not be made the choice stays; an unknown base changes
+    // nothing. Receivers stay where they are.
+    bool setup(BasePath base, const String& name);
+
+    // Removes all receivers and their FIFO nodes.
+    void cleanup();
+
+    // Replaces the file's content by exactly the value, with mode 0644 less the umask when it is
+    // new. False when it could not be opened or the value not be written whole.
+    bool setStatus(const String& name, const String& value);
+
+    // Reads the file, also another daemon's. A NUL in it hides what follows up to the next
+    // multiple of 99 bytes. False, with what was read so far, when it could not be read to its end.
+    bool getStatus(const String& name, String& value) const;
+
+    // Removes what is at the name and, unless the target is empty, makes a symbolic link there.
+    bool setLink(const String& name, const String& target);
+
+    // Makes a FIFO (mode 0666 less the umask) in place of whatever is at the name, and a receiver
+    // that hands its bytes to the observer. Needs libevent's default event base (event_init).
+    // Returns the receiver's identifier, or 0. The observer stays the caller's and must outlive
+    // the receiver.
+    unsigned long setupIpcRxFifo(const String& name, StatusFifoObserver* observer);
+
+    // Removes the receiver and its FIFO node; an unknown identifier is ignored. May be called from
+    // handleFifoData, for the receiver being served as well: nothing more is delivered from it.
+    void deleteIpcRxFifo(unsigned long identifier);
+
+    // The read callback of the receivers: hands all that waits in the buffered event's input to
+    // the observer (the argument).
+    static void STATUS_FIFO_READ_EVENT(struct bufferevent* receiver, void* observer);
+
+  private:
+    bool formPath(const String& name, String* full) const;
+
+    String path;
+    StatusFifoEntry* fifoEntries;
+};
+#endif
+
+#endif

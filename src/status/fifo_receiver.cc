@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: MIT
+//
+// The FIFO receivers of a StatusInterface.
+//
+// An entry joins fifoEntries (newest first, owned there) only when its node, descriptor and
+// buffered event all exist. The descriptor is open for writing too, so the FIFO never reports end
+// of file when its writers leave.
+//
+// An observer may remove the very receiver that serves it. The buffered event must then live until
+// STATUS_FIFO_READ_EVENT is done with it: a Service on that function's stack tells the removal,
+// and frees the buffered event in its stead.
+//
+// Tested by status_test.cc.
+
+#include <velutils++/status.h>
+
+#include <event.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <memory>
+
+namespace {
+
+// libevent would dereference a missing default base.
+bool haveEventBase() {
+    struct event probe;
+    memset(&probe, 0, sizeof probe);
+    event_set(&probe, -1, 0, nullptr, nullptr);
+    return event_get_base(&probe) != nullptr;
+}
+
+// A call of STATUS_FIFO_READ_EVENT under way. Calls nest when an observer runs the loop itself.
+class Service {
+  public:
+    explicit Service(struct bufferevent* receiver)
+        : receiver_(receiver), removed_(false), outer_(innermost) {
+        innermost = this;
+    }
+    Service(const Service&) = delete;
+    Service& operator=(const Service&) = delete;
+    ~Service() {
+        innermost = outer_;
+        if (removed_ && !isServed(receiver_)) bufferevent_free(receiver_);
+    }
+
+    bool removed() const { return removed_; }
+
+    static bool isServed(const struct bufferevent* receiver) {
+        for (const Service* service = innermost; service != nullptr; service = service->outer_)
+            if (service->receiver_ == receiver) return true;
+        return false;
+    }
+
+    // From here on the services of the receiver deliver nothing, and the last one frees it.
+    static void remove(struct bufferevent* receiver) {
+        bufferevent_disable(receiver, EV_READ | EV_WRITE);
+        for (Service* service = innermost; service != nullptr; service = service->outer_)
+            if (service->receiver_ == receiver) service->removed_ = true;
+    }
+
+  private:
+    static Service* innermost;  // all on the thread that runs the loop
+
+    struct bufferevent* const receiver_;
+    bool removed_;
+    Service* const outer_;
+};
+
+Service* Service::innermost = nullptr;
+
+struct EntryRelease {
+    void operator()(StatusFifoEntry* entry) const {
+        if (entry->bufferEvent != nullptr) {
+            if (Service::isServed(entry->bufferEvent))
+                Service::remove(entry->bufferEvent);
+            else
+                bufferevent_free(entry->bufferEvent);
+        }
+        if (entry->fd >= 0) close(entry->fd);
+        delete entry;
+    }
+};
+typedef std::unique_ptr<StatusFifoEntry, EntryRelease> Entry;
+
+unsigned long identifierOf(const StatusFifoEntry& entry) {
+    return reinterpret_cast<unsigned long>(entry.bufferEvent);
+}
+
+}  // namespace
+
+StatusFifoEntry::StatusFifoEntry() : bufferEvent(nullptr), fd(-1), next(nullptr) {}
+
+StatusFifoEntry::~StatusFifoEntry() {}
+
+unsigned long StatusInterface::setupIpcRxFifo(const String& name, StatusFifoObserver* observer) {
+    if (!haveEventBase()) return 0;
+    Entry entry(new StatusFifoEntry);
+    if (!formPath(name, &entry->path)) return 0;
+    const char* const node = entry->path.buffer();
+    unlink(node);
+    if (mkfifo(node, 0666) != 0) return 0;
+    entry->fd = open(node, O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    if (entry->fd < 0) return 0;
+    entry->bufferEvent =
+        bufferevent_new(entry->fd, STATUS_FIFO_READ_EVENT, nullptr, nullptr, observer);
+    if (entry->bufferEvent == nullptr) return 0;
+    if (bufferevent_enable(entry->bufferEvent, EV_READ) != 0) return 0;
+
+    entry->next = fifoEntries;
+    fifoEntries = entry.release();
+    return identifierOf(*fifoEntries);
+}
+
+void StatusInterface::deleteIpcRxFifo(unsigned long identifier) {
+    StatusFifoEntry** link = &fifoEntries;
+    while (*link != nullptr && identifierOf(**link) != identifier) link = &(*link)->next;
+    if (*link == nullptr) return;
+    const Entry entry(*link);
+    *link = entry->next;
+    unlink(entry->path.buffer());
+}
+
+void StatusInterface::cleanup() {
+    while (fifoEntries != nullptr) deleteIpcRxFifo(identifierOf(*fifoEntries));
+}
+
+void StatusInterface::STATUS_FIFO_READ_EVENT(struct bufferevent* receiver, void* observer) {
+    const Service service(receiver);
+    char data[100];
+    while (!service.removed()) {
+        const size_t n = bufferevent_read(receiver, data, sizeof data - 1);
+        if (n == 0) return;
+        data[n] = '\0';
+        static_cast<StatusFifoObserver*>(observer)->handleFifoData(receiver, data, n);
+    }
+}

@@ -1,0 +1,445 @@
+// SPDX-License-Identifier: MIT
+
+#include <velutils++/status.h>
+
+#include <errno.h>
+#include <event.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <string.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <functional>
+#include <set>
+#include <vector>
+
+#include "tests/support/allocations.h"
+#include "tests/support/files.h"
+#include "tests/support/syslog_reader.h"
+
+namespace {
+
+const std::string TREE = "/tmp/status";
+
+mode_t modeOf(const std::string& path) {
+    struct stat status;
+    return lstat(path.c_str(), &status) == 0 ? status.st_mode : 0;
+}
+
+// A daemon's interface on /tmp/status/wan, with nothing of earlier tests in the tree.
+class StatusTree : public ::testing::Test {
+  protected:
+    StatusTree() : descriptors_(openDescriptors()) {
+        EXPECT_EQ(0, system("rm -rf /tmp/status /tmp/statuswan /nvstatus/*"));
+        umask(022);
+        EXPECT_TRUE(wan_.setup(STATUS_BASE_TMP, "/wan"));
+    }
+    ~StatusTree() override {
+        wan_.cleanup();
+        EXPECT_EQ(descriptors_, openDescriptors());
+    }
+
+    std::string get(const char* name) {
+        String value("before");
+        EXPECT_TRUE(wan_.getStatus(name, value)) << name;
+        return std::string(value.buffer(), static_cast<size_t>(value.length()));
+    }
+
+    const int descriptors_;
+    StatusInterface wan_;
+};
+
+TEST_F(StatusTree, SetupMakesEveryDirectoryOfThePath) {
+    SyslogReader log;
+    struct Row {
+        int base;
+        const char* name;
+        const char* directory;
+    };
+    const Row rows[] = {
+        {STATUS_BASE_TMP, "/wan", "/tmp/status/wan"},  // there already
+        {STATUS_BASE_TMP, "wan", "/tmp/statuswan"},    // nothing goes between base and name
+        {STATUS_BASE_TMP, "//a///b/", "/tmp/status/a/b"}, {STATUS_BASE_TMP, "", "/tmp/status"},
+        {STATUS_BASE_NV, "/wan", "/nvstatus/wan"},        {STATUS_BASE_PROC, "/self", "/proc/self"},
+    };
+    for (const Row& row : rows) {
+        StatusInterface interface;
+        EXPECT_TRUE(interface.setup(static_cast<BasePath>(row.base), row.name)) << row.name;
+        EXPECT_TRUE(exists(row.directory)) << row.directory;
+    }
+    EXPECT_EQ(static_cast<mode_t>(S_IFDIR | 0755), modeOf("/tmp/status/a/b"));
+    EXPECT_EQ(std::vector<std::string>(), log.messages());
+}
+
+TEST_F(StatusTree, SetupFailuresAreLogged) {
+    SyslogReader log;
+    StatusInterface interface;
+    for (const int base : {3, -1, 1000}) {
+        EXPECT_FALSE(interface.setup(static_cast<BasePath>(base), "/wan"));
+        EXPECT_EQ(std::vector<std::string>({"3Could not setup status interface for !"}),
+                  log.messages());
+    }
+    // An unknown base leaves the directory alone: names are still paths of their own.
+    EXPECT_TRUE(interface.setStatus("/tmp/alone", "x"));
+    EXPECT_EQ("x", contentOf("/tmp/alone"));
+
+    writeFile("/tmp/status/file", "");
+    EXPECT_FALSE(interface.setup(STATUS_BASE_TMP, "/file/sub/deep"));
+    EXPECT_EQ(
+        std::vector<std::string>({"3Could not create directory /tmp/status/file/sub. Errno:" +
+                                      std::to_string(ENOTDIR) + "!",
+                                  "3Could not setup status interface for /tmp/status/file/sub!"}),
+        log.messages());
+    // The directory that could not be made stays the one aimed at.
+    EXPECT_EQ(0, system("rm /tmp/status/file && mkdir -p /tmp/status/file/sub/deep"));
+    EXPECT_TRUE(interface.setStatus("/v", "1"));
+    EXPECT_EQ("1", contentOf("/tmp/status/file/sub/deep/v"));
+}
+
+TEST_F(StatusTree, ValuesAreTheFilesBytes) {
+    const std::string long250(250, 'x');
+    for (const std::string& value : {std::string("up"), std::string(), std::string("a\nb\n"),
+                                     long250, std::string(99, 'y'), std::string(100000, 'z')}) {
+        EXPECT_TRUE(wan_.setStatus("/state", value.c_str()));
+        EXPECT_EQ(value, contentOf(TREE + "/wan/state"));
+        EXPECT_EQ(value, get("/state"));
+    }
+    EXPECT_EQ(static_cast<mode_t>(S_IFREG | 0644), modeOf(TREE + "/wan/state"));
+    chmod((TREE + "/wan/state").c_str(), 0600);
+    EXPECT_TRUE(wan_.setStatus("/state", ""));
+    EXPECT_EQ(static_cast<mode_t>(S_IFREG | 0600), modeOf(TREE + "/wan/state"));
+
+    // A NUL hides the rest of its piece of 99 bytes when read, not when written.
+    String nul;
+    nul.concat("ab\0cd", 5).concat(std::string(94, '.').c_str(), 94).concat("next", 4);
+    EXPECT_TRUE(wan_.setStatus("/nul", nul));
+    EXPECT_EQ(103U, contentOf(TREE + "/wan/nul").size());
+    EXPECT_EQ("abnext", get("/nul"));
+
+    String same("/state");
+    EXPECT_TRUE(wan_.setStatus(same, same));
+    EXPECT_TRUE(wan_.getStatus(same, same));
+    EXPECT_EQ(String("/state"), same);
+}
+
+TEST_F(StatusTree, FilesThatCannotBeUsed) {
+    String value("before");
+    EXPECT_FALSE(wan_.getStatus("/missing", value));
+    EXPECT_EQ(String(), value);
+    mkdir((TREE + "/wan/dir").c_str(), 0755);
+    EXPECT_FALSE(wan_.setStatus("/dir", "x"));
+    EXPECT_FALSE(wan_.getStatus("/dir", value = "before"));  // opens, but cannot be read
+    EXPECT_EQ(String(), value);
+    EXPECT_FALSE(wan_.setStatus("/no/such/dir", "x"));
+    EXPECT_FALSE(wan_.setLink("/no/such/dir", "x"));
+    EXPECT_FALSE(wan_.setStatus(std::string(5000, 'n').c_str(), "x"));
+
+    // A full disk: what fitted stays, the call fails, later calls work.
+    ASSERT_EQ(0, mount("full", (TREE + "/wan/dir").c_str(), "tmpfs", 0, "size=8k"));
+    EXPECT_TRUE(wan_.setStatus("/dir/a", std::string(4000, 'a').c_str()));
+    EXPECT_FALSE(wan_.setStatus("/dir/b", std::string(10000, 'b').c_str()));
+    EXPECT_TRUE(wan_.setStatus("/dir/b", "fits"));
+    EXPECT_EQ("fits", contentOf(TREE + "/wan/dir/b"));
+    // Without permission to write.
+    mount("", (TREE + "/wan/dir").c_str(), "", MS_REMOUNT | MS_RDONLY, "");
+    EXPECT_FALSE(wan_.setStatus("/dir/b", "no"));
+    EXPECT_FALSE(wan_.setLink("/dir/l", "no"));
+    EXPECT_EQ("fits", contentOf(TREE + "/wan/dir/b"));
+    umount((TREE + "/wan/dir").c_str());
+
+    const DescriptorsExhausted exhausted;
+    EXPECT_FALSE(wan_.setStatus("/state", "x"));
+    EXPECT_FALSE(wan_.getStatus("/state", value));
+}
+
+TEST_F(StatusTree, Links) {
+    EXPECT_TRUE(wan_.setStatus("/link", "a file first"));
+    EXPECT_TRUE(wan_.setLink("/link", "../lan/state"));
+    char target[100] = {};
+    EXPECT_EQ(12, readlink("/tmp/status/wan/link", target, sizeof target));
+    EXPECT_STREQ("../lan/state", target);
+    EXPECT_TRUE(wan_.setLink("/link", ""));
+    EXPECT_FALSE(exists(TREE + "/wan/link"));
+    EXPECT_TRUE(wan_.setLink("/link", ""));
+}
+
+TEST_F(StatusTree, RefusedAllocationsFailCleanly) {
+    const String directory("/a-directory-with-a-long-name/and-another");
+    const String file("/a-file-that-needs-a-buffer-of-its-own");
+    const String link("/a-link-that-needs-a-buffer-of-its-own");
+    const String text("a value");
+    const long before = allocations::outstanding();
+    // Nothing may be done under half a name, and no successful result may lack a piece.
+    EXPECT_LT(4, allocations::sweep([&] {
+                  StatusInterface interface;
+                  if (!interface.setup(STATUS_BASE_TMP, directory)) return;
+                  interface.setStatus(file, text);
+                  interface.setLink(link, text);
+                  String value;
+                  EXPECT_TRUE(!interface.getStatus(file, value) || value == text);
+              }));
+    EXPECT_EQ(before, allocations::outstanding());
+    EXPECT_EQ(0,
+              system("cd /tmp/status; d=./a-directory-with-a-long-name; test \"$(echo $(find . | "
+                     "sort))\" = \". $d $d/and-another $d/and-another/a-file-that-needs-a-"
+                     "buffer-of-its-own $d/and-another/a-link-that-needs-a-buffer-of-its-own "
+                     "./wan\""));
+}
+
+// FIFO receivers
+
+struct Call {
+    unsigned long receiver;
+    std::string data;
+};
+
+class Observer : public StatusFifoObserver {
+  public:
+    void handleFifoData(struct bufferevent* receiver, char* data, size_t length) override {
+        EXPECT_TRUE(length >= 1 && length <= 99 && data[length] == '\0');
+        calls.push_back({reinterpret_cast<unsigned long>(receiver), std::string(data, length)});
+        if (then) then(reinterpret_cast<unsigned long>(receiver));
+    }
+    std::string all() const {
+        std::string whole;
+        for (const Call& call : calls) whole += call.data;
+        return whole;
+    }
+
+    std::vector<Call> calls;
+    std::function<void(unsigned long)> then;
+};
+
+void send(const std::string& fifo, const std::string& bytes) {
+    const int fd = open(fifo.c_str(), O_WRONLY | O_NONBLOCK);
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ(static_cast<ssize_t>(bytes.size()), write(fd, bytes.data(), bytes.size()));
+    close(fd);
+}
+
+// Runs the loop until nothing is waiting.
+void runLoop() {
+    for (int i = 0; i < 5; ++i) event_loop(EVLOOP_NONBLOCK);
+}
+
+class StatusFifo : public StatusTree {
+  protected:
+    StatusFifo() { first_ = wan_.setupIpcRxFifo("/first", &observer_); }
+
+    Observer observer_;
+    unsigned long first_;
+};
+
+TEST_F(StatusFifo, HandsOverTheStreamInPieces) {
+    EXPECT_NE(0UL, first_);
+    EXPECT_EQ(static_cast<mode_t>(S_IFIFO | 0644), modeOf(TREE + "/wan/first"));
+    std::string bytes;
+    for (int i = 0; i < 250; ++i) bytes += static_cast<char>(i);
+    send(TREE + "/wan/first", bytes);
+    runLoop();
+    ASSERT_EQ(3U, observer_.calls.size());
+    EXPECT_EQ(99U, observer_.calls[0].data.size());
+    EXPECT_EQ(99U, observer_.calls[1].data.size());
+    EXPECT_EQ(bytes, observer_.all());
+    for (const Call& call : observer_.calls) EXPECT_EQ(first_, call.receiver);
+
+    // The writer's close is no end: the next one is heard.
+    runLoop();
+    EXPECT_EQ(3U, observer_.calls.size());
+    send(TREE + "/wan/first", "again");
+    runLoop();
+    EXPECT_EQ(bytes + "again", observer_.all());
+}
+
+TEST_F(StatusFifo, BurstsArriveWhole) {
+    std::string bytes(1 << 20, '\0');
+    for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7 + i / 251);
+    const pid_t writer = fork();
+    if (writer == 0) {
+        const int fd = open("/tmp/status/wan/first", O_WRONLY);
+        const ssize_t n = write(fd, bytes.data(), bytes.size());
+        _exit(n == static_cast<ssize_t>(bytes.size()) ? 0 : 1);
+    }
+    while (observer_.all().size() < bytes.size() && !HasFailure()) event_loop(EVLOOP_ONCE);
+    int status = -1;
+    waitpid(writer, &status, 0);
+    EXPECT_EQ(0, status);
+    EXPECT_TRUE(bytes == observer_.all());
+}
+
+TEST_F(StatusFifo, ReceiversAreToldApartAndRemovedAlone) {
+    writeFile(TREE + "/wan/second", "a leftover file");
+    const unsigned long second = wan_.setupIpcRxFifo("/second", &observer_);
+    EXPECT_EQ(static_cast<mode_t>(S_IFIFO | 0644), modeOf(TREE + "/wan/second"));
+    send(TREE + "/wan/second", "2");
+    runLoop();
+    send(TREE + "/wan/first", "1");
+    runLoop();
+    ASSERT_EQ("21", observer_.all());
+    EXPECT_EQ(second, observer_.calls[0].receiver);
+    EXPECT_EQ(first_, observer_.calls[1].receiver);
+
+    wan_.deleteIpcRxFifo(0);
+    wan_.deleteIpcRxFifo(first_);
+    wan_.deleteIpcRxFifo(first_);
+    EXPECT_FALSE(exists(TREE + "/wan/first"));
+    send(TREE + "/wan/second", "3");
+    runLoop();
+    EXPECT_EQ("213", observer_.all());
+
+    // They stay where they were made when the directory changes, and go with the object.
+    EXPECT_TRUE(wan_.setup(STATUS_BASE_TMP, "/lan"));
+    wan_.cleanup();
+    EXPECT_FALSE(exists(TREE + "/wan/second"));
+}
+
+TEST_F(StatusFifo, AReceiverMayBeRemovedWhileItIsServed) {
+    const unsigned long second = wan_.setupIpcRxFifo("/second", &observer_);
+    StatusInterface* owner = new StatusInterface;
+    owner->setup(STATUS_BASE_TMP, "/owner");
+    Observer other;
+    owner->setupIpcRxFifo("/own", &other);
+
+    observer_.then = [&](unsigned long receiver) { wan_.deleteIpcRxFifo(receiver); };
+    other.then = [&](unsigned long) {
+        delete owner;
+        owner = nullptr;
+    };
+    send(TREE + "/wan/first", std::string(300, '1'));
+    send(TREE + "/wan/second", std::string(300, '2'));
+    send(TREE + "/owner/own", std::string(300, '3'));
+    runLoop();
+    ASSERT_EQ(2U, observer_.calls.size());  // one piece each, then removed
+    EXPECT_NE(observer_.calls[0].receiver, observer_.calls[1].receiver);
+    EXPECT_EQ(1U, other.calls.size());
+    EXPECT_EQ(nullptr, owner);
+    EXPECT_FALSE(exists(TREE + "/wan/first") || exists(TREE + "/wan/second") ||
+                 exists(TREE + "/owner/own"));
+
+    // A successor made in the handler is served, also when it is given the same descriptor.
+    const unsigned long third = wan_.setupIpcRxFifo("/third", &observer_);
+    EXPECT_NE(0UL, second * third);
+    observer_.calls.clear();
+    observer_.then = [&](unsigned long receiver) {
+        observer_.then = nullptr;
+        wan_.deleteIpcRxFifo(receiver);
+        EXPECT_NE(0UL, wan_.setupIpcRxFifo("/third", &observer_));
+    };
+    send(TREE + "/wan/third", std::string(150, 'x'));
+    runLoop();
+    send(TREE + "/wan/third", "to the successor");
+    runLoop();
+    EXPECT_EQ(std::string(99, 'x') + "to the successor", observer_.all());
+}
+
+TEST_F(StatusFifo, AnObserverMayRunTheLoopAndRemoveItself) {
+    observer_.then = [&](unsigned long receiver) {
+        observer_.then = [&](unsigned long inner) { wan_.deleteIpcRxFifo(inner); };
+        send(TREE + "/wan/first", "inner");
+        // libevent does not serve an event within itself; its callback called directly does.
+        StatusInterface::STATUS_FIFO_READ_EVENT(reinterpret_cast<struct bufferevent*>(receiver),
+                                                static_cast<StatusFifoObserver*>(&observer_));
+    };
+    send(TREE + "/wan/first", std::string(250, 'o'));
+    runLoop();
+    EXPECT_EQ(2U, observer_.calls.size());
+    EXPECT_FALSE(exists(TREE + "/wan/first"));
+}
+
+TEST_F(StatusFifo, AFifoReplacedBehindTheBackIsHarmless) {
+    EXPECT_EQ(0, system("rm /tmp/status/wan/first; mkfifo /tmp/status/wan/first"));
+    runLoop();
+    EXPECT_EQ(0U, observer_.calls.size());
+    wan_.deleteIpcRxFifo(first_);
+    EXPECT_FALSE(exists(TREE + "/wan/first"));
+    EXPECT_NE(0UL, wan_.setupIpcRxFifo("/first", &observer_));
+    send(TREE + "/wan/first", "back");
+    runLoop();
+    EXPECT_EQ("back", observer_.all());
+}
+
+TEST_F(StatusFifo, SetupFailures) {
+    EXPECT_EQ(0UL, wan_.setupIpcRxFifo("/no/such/dir", &observer_));
+    mkdir((TREE + "/wan/dir").c_str(), 0755);
+    EXPECT_EQ(0UL, wan_.setupIpcRxFifo("/dir", &observer_));
+    {
+        const DescriptorsExhausted exhausted;
+        EXPECT_EQ(0UL, wan_.setupIpcRxFifo("/late", &observer_));
+    }
+    // The node was made before its opening failed; the next attempt takes its place.
+    EXPECT_TRUE(exists(TREE + "/wan/late"));
+    EXPECT_NE(0UL, wan_.setupIpcRxFifo("/late", &observer_));
+    wan_.cleanup();
+    runLoop();  // libevent releases a freed buffered event from its loop
+
+    const String name("/a-name-that-needs-a-buffer-of-its-own");
+    const long before = allocations::outstanding();
+    EXPECT_LT(2, allocations::sweep([&] {
+                  try {
+                      wan_.setupIpcRxFifo(name, &observer_);
+                  } catch (const std::bad_alloc&) {
+                  }
+                  wan_.cleanup();
+              }));
+    runLoop();
+    EXPECT_EQ(before, allocations::outstanding());
+}
+
+// Tried by main before there is an event base.
+struct WithoutBase {
+    unsigned long identifier;
+    bool leftBehind;
+} withoutBase;
+
+void tryWithoutBase() {
+    StatusInterface interface;
+    Observer observer;
+    EXPECT_TRUE(interface.setup(STATUS_BASE_TMP, "/without"));
+    const int descriptors = openDescriptors();
+    withoutBase.identifier = interface.setupIpcRxFifo("/fifo", &observer);
+    withoutBase.leftBehind = exists("/tmp/status/without/fifo") || openDescriptors() != descriptors;
+}
+
+TEST(StatusFifoWithoutBase, LeavesNothingBehind) {
+    EXPECT_EQ(0UL, withoutBase.identifier);
+    EXPECT_FALSE(withoutBase.leftBehind);
+}
+
+TEST(EventCatalogue, IsConsistent) {
+    const size_t count = sizeof EVENT_CATALOGUE / sizeof EVENT_CATALOGUE[0];
+    ASSERT_EQ(56U, count);
+    // The highest number of each class; class 4 has a gap at 5.
+    const int highest[] = {0, 2, 8, 2, 15, 12, 4, 2, 2, 6, 2, 2};
+    std::set<int32_t> ids;
+    std::set<std::string> names;
+    for (const EventCatalogueEntry& entry : EVENT_CATALOGUE) {
+        ids.insert(entry.id);
+        names.insert(entry.name);
+        const int eventClass = entry.id >> 24;
+        const int number = entry.id & 0xFFFFFF;
+        ASSERT_TRUE(eventClass >= 1 && eventClass <= 11) << entry.name;
+        EXPECT_TRUE(number >= 1 && number <= highest[eventClass]) << entry.name;
+        EXPECT_EQ(strlen(entry.name), strspn(entry.name, "abcdefghijklmnopqrstuvwxyz0123456789-"));
+        EXPECT_NE('.', entry.description[strlen(entry.description) - 1]);
+    }
+    EXPECT_EQ(count, ids.size());
+    EXPECT_EQ(count, names.size());
+    EXPECT_EQ(0U, ids.count(0x04000005));
+    EXPECT_STREQ("wan-up", EVENT_CATALOGUE[0].name);
+    EXPECT_EQ(0x0400000C, EVENT_CATALOGUE[18].id);
+    EXPECT_STREQ("GRE connection came up", EVENT_CATALOGUE[18].description);
+    EXPECT_STREQ("test event", EVENT_CATALOGUE[55].description);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    ::testing::InitGoogleTest(&argc, argv);
+    tryWithoutBase();
+    event_init();
+    return RUN_ALL_TESTS();
+}
