@@ -9,4 +9,7 @@
 
 #define VELUTILS_API __attribute__((visibility("default")))
 
+/* A member of an exported class that only the library itself uses. */
+#define VELUTILS_LOCAL __attribute__((visibility("hidden")))
+
 #endif

@@ -177,7 +177,7 @@ class VELUTILS_API StatusInterface {
     static void STATUS_FIFO_READ_EVENT(struct bufferevent* receiver, void* observer);
 
   private:
-    bool formPath(const String& name, String* full) const;
+    VELUTILS_LOCAL bool formPath(const String& name, String* full) const;
 
     String path;
     StatusFifoEntry* fifoEntries;

@@ -120,7 +120,7 @@ class VELUTILS_API String {
 
         char* text() { return reinterpret_cast<char*>(this + 1); }
         const char* text() const { return reinterpret_cast<const char*>(this + 1); }
-        void setLength(long length);
+        VELUTILS_LOCAL void setLength(long length);
 
         int32_t referers_;
         long capacity_;
@@ -251,12 +251,12 @@ class VELUTILS_API String {
     long toInteger() const;
 
   private:
-    bool mayWrite(long long length) const;  // in place, a text of this length
-    void take(StringBuffer* buffer);        // null changes nothing
-    void takeEmpty();
-    bool unshare();  // keeps the capacity; false when the heap refuses
-    void insertBytes(long position, const char* text, long long n);
-    void renderAt(long at, uint32_t n, const char* format, va_list arguments);
+    VELUTILS_LOCAL bool mayWrite(long long length) const;  // in place, a text of this length
+    VELUTILS_LOCAL void take(StringBuffer* buffer);        // null changes nothing
+    VELUTILS_LOCAL void takeEmpty();
+    VELUTILS_LOCAL bool unshare();  // keeps the capacity; false when the heap refuses
+    VELUTILS_LOCAL void insertBytes(long position, const char* text, long long n);
+    VELUTILS_LOCAL void renderAt(long at, uint32_t n, const char* format, va_list arguments);
 
     StringBuffer* buffer_;
 };
