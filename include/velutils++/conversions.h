@@ -35,7 +35,8 @@ VELUTILS_API char* u_i16toa(uint16_t value, char* buffer, int base);
  * the sum modulo 2^32, or 2^16. A last character above the backquote (byte 0x60) is the base
  * letter: b, o, h or x; every other one means 10. Digits a to f may be small or capital; any other
  * character counts as its code, 0 to 255, minus that of '0'. The unsigned parsers know no minus
- * sign: it is such a character. A null text, an empty one, and one without a digit give 0. */
+ * sign: it is such a character. A null or empty text gives 0, and so does one that
+ * holds no more than its sign and base letter. */
 VELUTILS_API int32_t valueOf32(const char* text);
 VELUTILS_API uint32_t u_valueOf32(const char* text);
 VELUTILS_API int16_t valueOf16(const char* text);

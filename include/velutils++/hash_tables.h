@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Hash tables from 32-bit integers and from texts to untyped pointers.
+// Hash tables from 32-bit integers and from texts to untyped pointers. C++ only.
 //
 // A table is an array of chains. It never grows: choose its size from the number of entries
 // expected; beyond it the chains lengthen.
@@ -28,6 +28,8 @@
 #include <stdint.h>
 
 #include <velutils++/export.h>
+
+#ifdef __cplusplus
 
 // The hash function of an INUInt32HashTable. There is one; every other value is taken for it.
 enum HashFunctionType : int {
@@ -115,5 +117,7 @@ class VELUTILS_API INStringHashTable {
 
 static_assert(sizeof(INUInt32HashTable) == sizeof(void*) + 8, "a pointer and two 32-bit numbers");
 static_assert(sizeof(INStringHashTable) == sizeof(void*) + 8, "a pointer and two 32-bit numbers");
+
+#endif
 
 #endif

@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: MIT
+//
+// The configuration file reader: pieces of the file are cut and stripped in a buffer on the stack
+// and go into a string table whose values are Strings of the reader's own.
+//
+// Tested by configuration_test.cc.
+
+#include <velutils++/configuration.h>
+
+#include <velutils++/conversions.h>
+#include <velutils++/hash_tables.h>
+
+#include "indexed_key.h"
+
+#include <stdio.h>
+#include <string.h>
+
+#include <memory>
+
+namespace {
+
+struct FileCloser {
+    void operator()(FILE* file) const { fclose(file); }
+};
+typedef std::unique_ptr<FILE, FileCloser> File;
+
+bool isStripped(char ch) {
+    return static_cast<unsigned char>(ch) <= ' ';
+}
+
+void stripEverywhere(char* text) {
+    char* end = text;
+    for (; *text != '\0'; ++text)
+        if (!isStripped(*text)) *end++ = *text;
+    *end = '\0';
+}
+
+char* stripEnds(char* text) {
+    char* end = text + strlen(text);
+    while (end > text && isStripped(end[-1])) --end;
+    *end = '\0';
+    while (*text != '\0' && isStripped(*text)) ++text;
+    return text;
+}
+
+void destroyValue(void* value) {
+    delete static_cast<String*>(value);
+}
+
+long asInteger(const String& value) {
+    if (value.equalsIgnoreCase("on")) return 1;
+    if (value.equalsIgnoreCase("off")) return 0;
+    return valueOf32(value.buffer());
+}
+
+}  // namespace
+
+ConfigReader::ConfigReader() : table(nullptr) {}
+
+ConfigReader::~ConfigReader() {
+    cleanup();
+}
+
+bool ConfigReader::initialize(const String& path, unsigned long size) {
+    const String name(path);  // cleanup may destroy what path refers to
+    cleanup();
+    char line[1024] = "";
+    table = new INStringHashTable(size);
+
+    const File file(fopen(name.buffer(), "re"));
+    if (file == nullptr) {
+        printf("cfg: Error in config file %s, line %ld:\n", name.buffer(), 0L);
+        printf("cfg:   %s\n", line);
+        return false;
+    }
+    while (fgets(line, sizeof line - 1, file.get()) != nullptr) addLine(line);
+    return feof(file.get()) != 0 && ferror(file.get()) == 0;
+}
+
+void ConfigReader::addLine(char* line) {
+    if (*line == '#') return;
+    char* const equals = strchr(line, '=');
+    if (equals == nullptr) return;
+    *equals = '\0';
+    stripEverywhere(line);
+    store(line, stripEnds(equals + 1), nullptr);
+}
+
+bool ConfigReader::add(const String& key, const String& value) {
+    return store(key.buffer(), value.buffer(), &value);
+}
+
+// Stores a String that shares `shared`'s buffer or, without one, holds the value.
+bool ConfigReader::store(const char* key, const char* value, const String* shared) {
+    if (table == nullptr) return false;
+    if (find(key) != nullptr) {
+        printf("cfg: Ignoring duplicate tag:%s=%s\n", key, value);
+        return false;
+    }
+    std::unique_ptr<String> copy(shared != nullptr ? new String(*shared) : new String(value));
+    const bool whole = copy->length() != 0 || *value == '\0';
+    if (!whole || !table->addEntry(key, copy.get())) return false;
+    copy.release();
+    return true;
+}
+
+const String* ConfigReader::find(const char* key) const {
+    void* value = nullptr;
+    if (table != nullptr) table->getValueFromKey(key, &value);
+    return static_cast<const String*>(value);
+}
+
+const String& ConfigReader::getValue(const String& key, const String& defaultValue) const {
+    const String* const value = find(key.buffer());
+    return value != nullptr ? *value : defaultValue;
+}
+
+long ConfigReader::getValueAsInt(const String& key, long defaultValue) const {
+    const String* const value = find(key.buffer());
+    return value != nullptr ? asInteger(*value) : defaultValue;
+}
+
+const String& ConfigReader::getIndexedValue(const String& keyTemplate, unsigned long index,
+                                            const String& defaultValue) const {
+    String key;
+    if (!formIndexedKey(keyTemplate, index, &key)) return defaultValue;
+    return ConfigReader::getValue(key, defaultValue);
+}
+
+long ConfigReader::getIndexedValueAsInt(const String& keyTemplate, unsigned long index,
+                                        long defaultValue) const {
+    String key;
+    if (!formIndexedKey(keyTemplate, index, &key)) return defaultValue;
+    return ConfigReader::getValueAsInt(key, defaultValue);
+}
+
+void ConfigReader::cleanup() {
+    if (table == nullptr) return;
+    table->passAllPointers(destroyValue);
+    delete table;
+    table = nullptr;
+}
+
+bool ConfigReader::strcpystrip(char* destination, int destinationSize, const char* source,
+                               int count) {
+    while (*source == ' ') ++source;
+    if (count < 0 || count >= destinationSize) return false;
+    if (static_cast<size_t>(count) > strlen(source)) return false;
+    while (count > 0 && source[count - 1] == ' ') --count;
+    memcpy(destination, source, static_cast<size_t>(count));
+    destination[count] = '\0';
+    return true;
+}
+
+int ConfigReader::indexof(const char* text, char character) {
+    for (int i = 0; text[i] != '\0'; ++i)
+        if (text[i] == character) return i;
+    return -1;
+}

@@ -1,0 +1,372 @@
+// SPDX-License-Identifier: MIT
+
+#include <velutils++/configuration.h>
+
+#include <gtest/gtest.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <new>
+#include <random>
+
+#include "configd/configd.h"
+#include "tests/support/allocations.h"
+#include "tests/support/files.h"
+
+namespace {
+
+const char FILE_NAME[] = "/tmp/daemon.conf";
+
+class ConfigFile : public ::testing::Test {
+  protected:
+    ConfigFile() : descriptors_(openDescriptors()) {}
+    ~ConfigFile() override {
+        unlink(FILE_NAME);
+        EXPECT_EQ(descriptors_, openDescriptors());
+    }
+
+    // Loads the content and returns what was printed.
+    std::string load(const std::string& content) {
+        writeFile(FILE_NAME, content);
+        ::testing::internal::CaptureStdout();
+        EXPECT_TRUE(reader_.initialize(FILE_NAME, 16));
+        return ::testing::internal::GetCapturedStdout();
+    }
+
+    std::string value(const char* key) {
+        const String none("(none)");
+        const String& found = reader_.getValue(key, none);
+        return std::string(found.buffer(), static_cast<size_t>(found.length()));
+    }
+
+    const int descriptors_;
+    ConfigReader reader_;
+};
+
+TEST_F(ConfigFile, LinesBecomeEntries) {
+    struct Row {
+        std::string line;
+        const char* key;
+        const char* value;
+    };
+    const Row rows[] = {
+        {"a=1\n", "a", "1"},
+        {"  key one  =  some value  \n", "keyone", "some value"},
+        {"\x01k\x1f"
+         "e\ty\r=\x02\x03 v\t1 \x1f\r\n",
+         "key", "v\t1"},
+        {"k\x7f\x80\xff=\x7f\x80\xff\n", "k\x7f\x80\xff", "\x7f\x80\xff"},
+        {"# comment=1\n", "comment", "(none)"},
+        {"# comment=1\n", "#comment", "(none)"},
+        {" # kept=1\n", "#kept", "1"},
+        {"a=1 # no comment\n", "a", "1 # no comment"},
+        {"a=b=c\n", "a", "b=c"},
+        {"a==\n", "a", "="},
+        {"no equals\n\n \n", "noequals", "(none)"},
+        {"=empty key\n", "", "empty key"},
+        {"  = \n", "", ""},
+        {"empty value=\n", "emptyvalue", ""},
+        {"crlf=1\r\nnext=2\r\n", "next", "2"},
+        {"last=no newline", "last", "no newline"},
+        {std::string("nul=1\0hidden=2\nnext=3\n", 22), "nul", "1"},
+        {std::string("nul\0=1\nnext=3\n", 14), "next", "3"},
+        {std::string("nul\0=1\nnext=3\n", 14), "nul", "(none)"},
+        {"Case=1\n", "case", "(none)"},
+        {"a=\"quoted\\n\"\n", "a", "\"quoted\\n\""},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ("", load(row.line));
+        EXPECT_EQ(row.value, value(row.key)) << row.line;
+    }
+}
+
+TEST_F(ConfigFile, LongLinesAreSeveralPieces) {
+    // "=" at every place around the end of a piece of 1022 bytes.
+    for (size_t at = 1015; at < 1030; ++at) {
+        std::string line(at, 'k');
+        line += "=value";
+        load(line + "\nnext=1\n");
+        const size_t cut = at < 1022 ? 0 : 1022;
+        const std::string rest = at < 1022 ? line.substr(at + 1, 1021 - at) : "value";
+        EXPECT_EQ(rest, value(line.substr(cut, at - cut).c_str())) << at;
+        EXPECT_EQ("1", value("next"));
+    }
+    std::string line(1500, 'x');
+    line[1200] = '=';
+    load(line);
+    EXPECT_EQ(std::string(299, 'x'), value(std::string(178, 'x').c_str()));
+
+    for (const size_t length : {1021U, 1022U, 1023U, 1024U, 100000U}) {
+        load("a=" + std::string(length - 2, 'v') + "\nb=2");
+        EXPECT_EQ(std::string(length < 1022 ? length - 2 : 1020, 'v'), value("a"));
+        EXPECT_EQ("2", value("b"));
+    }
+}
+
+TEST_F(ConfigFile, TheFirstOfSeveralWins) {
+    EXPECT_EQ("cfg: Ignoring duplicate tag:x=2\ncfg: Ignoring duplicate tag:x=\n",
+              load("x=1\n x = 2 \nx=\n"));
+    EXPECT_EQ("1", value("x"));
+    ::testing::internal::CaptureStdout();
+    EXPECT_FALSE(reader_.add("x", "3"));
+    EXPECT_TRUE(reader_.add(" y ", " 3 "));  // stored as it is
+    EXPECT_EQ("cfg: Ignoring duplicate tag:x=3\n", ::testing::internal::GetCapturedStdout());
+    EXPECT_EQ("1", value("x"));
+    EXPECT_EQ(" 3 ", value(" y "));
+}
+
+TEST_F(ConfigFile, Lookups) {
+    load("port0=on\nport1=OFF\nport2=12\nport3=-7\nport4=ffh\nport5=oN \nport6=\nname=gate\n");
+    const long expected[] = {1, 0, 12, -7, 255, 1, 0, 99};
+    for (unsigned long i = 0; i < 8; ++i) {
+        EXPECT_EQ(expected[i], reader_.getIndexedValueAsInt("port%lu", i, 99));
+        String key;
+        EXPECT_EQ(expected[i], reader_.getValueAsInt(key.format("port%lu", i), 99));
+    }
+    const String fallback("default");
+    EXPECT_EQ(&fallback, &reader_.getValue("missing", fallback));
+    EXPECT_EQ(&fallback, &reader_.getIndexedValue("port%lu", 7, fallback));
+    EXPECT_EQ(&fallback, &reader_.getValue(" name", fallback));
+    EXPECT_EQ(String("OFF"), reader_.getIndexedValue("port%lu", 1, fallback));
+    EXPECT_EQ(&reader_.getValue("name", fallback), &reader_.getValue("name", fallback));
+}
+
+TEST_F(ConfigFile, FilesThatCannotBeRead) {
+    load("old=1\n");
+    ::testing::internal::CaptureStdout();
+    EXPECT_FALSE(reader_.initialize("/tmp/missing.conf", 4));
+    EXPECT_EQ("cfg: Error in config file /tmp/missing.conf, line 0:\ncfg:   \n",
+              ::testing::internal::GetCapturedStdout());
+    EXPECT_EQ("(none)", value("old"));
+    EXPECT_TRUE(reader_.add("own", "1"));         // the table is there, empty
+    EXPECT_FALSE(reader_.initialize("/tmp", 4));  // opens, but cannot be read
+    EXPECT_EQ("(none)", value("own"));
+
+    // The path may be a value of the reader that is about to go.
+    load("include=/tmp/daemon.conf\n");
+    EXPECT_TRUE(reader_.initialize(reader_.getValue("include", ""), 4));
+    EXPECT_EQ("/tmp/daemon.conf", value("include"));
+    EXPECT_THROW(reader_.initialize(FILE_NAME, (1UL << 28) + 1), std::bad_array_new_length);
+    EXPECT_EQ("(none)", value("include"));
+    EXPECT_FALSE(reader_.add("a", "b"));
+}
+
+TEST(ConfigReader, WithoutATableGivesDefaults) {
+    ConfigReader reader;
+    EXPECT_EQ(5, reader.getValueAsInt("a", 5));
+    EXPECT_EQ(5, reader.getIndexedValueAsInt("a%lu", 1, 5));
+    EXPECT_EQ(String("d"), reader.getValue("a", "d"));
+    EXPECT_EQ(String("d"), reader.getIndexedValue("a%lu", 1, "d"));
+    EXPECT_FALSE(reader.add("a", "b"));
+    reader.cleanup();
+    reader.cleanup();
+}
+
+TEST(ConfigReader, InitializeCleansUpThroughTheVirtualTable) {
+    class Counting : public ConfigReader {
+      public:
+        void cleanup() override {
+            ++cleanups;
+            ConfigReader::cleanup();
+        }
+        int cleanups = 0;
+    } reader;
+    writeFile(FILE_NAME, "");
+    EXPECT_TRUE(reader.initialize(FILE_NAME, 0));
+    EXPECT_TRUE(reader.initialize(FILE_NAME, 0));
+    EXPECT_EQ(2, reader.cleanups);
+}
+
+TEST_F(ConfigFile, NoiseAndCrowdsAreHarmless) {
+    std::mt19937 random(7);
+    std::string noise(200000, '\0');
+    for (char& ch : noise) ch = static_cast<char>(random());
+    load(noise);
+
+    std::string many;
+    for (int i = 0; i < 10000; ++i)
+        many += "key" + std::to_string(i) + "=" + std::to_string(i) + "\n";
+    writeFile(FILE_NAME, many);
+    EXPECT_TRUE(reader_.initialize(FILE_NAME, 2));
+    for (int i = 0; i < 10000; i += 999)
+        EXPECT_EQ(i, reader_.getIndexedValueAsInt("key%lu", static_cast<unsigned long>(i), -1));
+}
+
+TEST_F(ConfigFile, RefusedAllocations) {
+    const String name(FILE_NAME);
+    const String wide("a-template-for-a-key-%lu");
+    const String key("a-template-for-a-key-7");
+    const String text("a value that takes a buffer of its own");
+    writeFile(FILE_NAME,
+              "first=1\na-template-for-a-key-3=a value with a buffer of its own\n=empty\n");
+    const long before = allocations::outstanding();
+    const long refusals = allocations::sweep([&] {
+        ConfigReader reader;
+        try {
+            reader.initialize(name, 4);
+            reader.add(key, text);
+        } catch (const std::bad_alloc&) {
+        }
+        // An entry is whole or not there, and a refused key finds no other entry.
+        const String& added = reader.getIndexedValue(wide, 7, String::EMPTY());
+        EXPECT_TRUE(added.length() == 0 || added == text);
+        const String& loaded = reader.getIndexedValue(wide, 3, String::EMPTY());
+        EXPECT_TRUE(loaded.length() == 0 || loaded == "a value with a buffer of its own");
+        EXPECT_EQ(-1, reader.getIndexedValueAsInt(wide, 9, -1));
+    });
+    EXPECT_LT(12, refusals);
+    EXPECT_EQ(before, allocations::outstanding());
+}
+
+TEST(ConfigReaderUtilities, CopyAndStrip) {
+    struct Row {
+        const char* source;
+        int size;
+        int count;
+        const char* copied;  // null: refused
+    };
+    const Row rows[] = {
+        {"  abc  ", 10, 4, "abc"},    {"  abc  ", 10, 5, "abc"},
+        {"  abc  ", 10, 6, nullptr},  // more than the rest of the text
+        {"  abc  ", 10, 10, nullptr}, {"  abc  ", 5, 5, nullptr},
+        {"  abc  ", 6, 5, "abc"},     {"\tabc", 10, 2, "\ta"},  // only spaces are skipped
+        {"a  b", 10, 3, "a"},         {"    ", 10, 0, ""},
+        {"abc", 10, 0, ""},           {"abc", 10, -1, nullptr},
+        {"abc", 0, 0, nullptr},
+    };
+    for (const Row& row : rows) {
+        char destination[11] = "untouched!";
+        EXPECT_EQ(row.copied != nullptr,
+                  ConfigReader::strcpystrip(destination, row.size, row.source, row.count));
+        EXPECT_STREQ(row.copied != nullptr ? row.copied : "untouched!", destination)
+            << row.source << row.count;
+    }
+    EXPECT_EQ(1, ConfigReader::indexof("abcb", 'b'));
+    EXPECT_EQ(-1, ConfigReader::indexof("abc", 'd'));
+    EXPECT_EQ(-1, ConfigReader::indexof("abc", '\0'));
+    EXPECT_EQ(0, ConfigReader::indexof("\xff", '\xff'));
+}
+
+// The configuration daemon
+
+char sent[2576];  // the last request block
+int calls;
+
+void remember(const void* request) {
+    ++calls;
+    memcpy(sent, request, sizeof sent);
+}
+
+class DaemonClient : public ::testing::Test {
+  protected:
+    DaemonClient() {
+        unlink("/tmp/configd");
+        configd_store = "/tmp/configd";
+        configd_refuse = 0;
+        configd_observer = remember;
+        calls = 0;
+    }
+};
+
+std::string lastBlock() {
+    return std::string(sent, sizeof sent);
+}
+
+std::string block(const std::string& key, const std::string& value) {
+    std::string expected(2576, '\0');
+    return expected.replace(8, key.size(), key).replace(264, value.size(), value);
+}
+
+TEST_F(DaemonClient, SendsTheRequestBlock) {
+    const ConfigDaemonClient client;
+    String value("default");
+    long number = 5;
+    EXPECT_EQ(&value, &client.getValue("name", value));
+    EXPECT_EQ(block("name", ""), lastBlock());
+    EXPECT_EQ(String("default"), value);
+    EXPECT_EQ(5, client.getIndexedValueAsInt("port%lu", 2, number));
+    EXPECT_EQ(block("port2", ""), lastBlock());
+
+    EXPECT_TRUE(client.setValue("name", "gate 7"));
+    EXPECT_EQ(block("name", "gate 7"), lastBlock());
+    EXPECT_TRUE(client.setValueAsInt("port2", -42));
+    EXPECT_EQ(block("port2", "-42"), lastBlock());
+    EXPECT_TRUE(client.setIndexedValueAsInt("port%lu", 3, 0));
+    EXPECT_EQ(block("port3", "0"), lastBlock());
+    EXPECT_TRUE(client.setIndexedValue("port%lu", 4, "12abc"));
+    EXPECT_EQ(block("port4", "12abc"), lastBlock());
+
+    EXPECT_EQ(String("gate 7"), client.getValue("name", value));
+    EXPECT_EQ(-42, client.getValueAsInt("port2", number));
+    EXPECT_EQ(-42, number);
+    EXPECT_EQ(12, client.getIndexedValueAsInt("port%lu", 4, number));
+    EXPECT_EQ(String("12abc"), client.getIndexedValue("port%lu", 4, value));
+    EXPECT_EQ(0, client.getValueAsInt("name", number));  // read, but no number
+    String key("name");
+    EXPECT_EQ(String("gate 7"), client.getValue(key, key));
+}
+
+TEST_F(DaemonClient, LimitsAreKeptWithoutACall) {
+    const ConfigDaemonClient client;
+    const std::string key255(255, 'k');
+    const std::string key256(256, 'k');
+    String value("default");
+    long number = 5;
+    EXPECT_TRUE(client.setValue(key255.c_str(), "v"));
+    EXPECT_EQ(String("v"), client.getValue(key255.c_str(), value));
+    EXPECT_TRUE(client.setValue("k", std::string(1023, 'v').c_str()));
+    EXPECT_EQ(1023, client.getValue("k", value).length());
+    EXPECT_EQ(4, calls);
+
+    value = "default";
+    EXPECT_FALSE(client.setValue("k", std::string(1024, 'v').c_str()));
+    EXPECT_FALSE(client.setValue(key256.c_str(), "v"));
+    EXPECT_FALSE(client.setValueAsInt(key256.c_str(), 1));
+    EXPECT_FALSE(client.setIndexedValue((key255 + "%lu").c_str(), 0, "v"));
+    EXPECT_FALSE(client.setIndexedValueAsInt((key255.substr(1) + "%lu").c_str(), 10, 1));
+    EXPECT_EQ(String("default"), client.getValue(key256.c_str(), value));
+    EXPECT_EQ(5, client.getValueAsInt(key256.c_str(), number));
+    EXPECT_EQ(String("default"), client.getIndexedValue((key255 + "%lu").c_str(), 0, value));
+    EXPECT_EQ(4, calls);
+    EXPECT_TRUE(client.setIndexedValueAsInt((key255.substr(1) + "%lu").c_str(), 1, 1));
+}
+
+TEST_F(DaemonClient, RefusalsLeaveDefaults) {
+    String value("default");
+    long number = 5;
+    const ConfigDaemonClient client;
+    EXPECT_TRUE(client.setValue("k", "1"));
+    configd_refuse = 1;
+    const ConfigDaemonClient unconnected;
+    EXPECT_FALSE(client.setValue("k", "2"));
+    EXPECT_EQ(String("default"), client.getValue("k", value));
+    EXPECT_EQ(5, client.getValueAsInt("k", number));
+    configd_refuse = 0;
+    const int callsBefore = calls;
+    EXPECT_FALSE(unconnected.setValue("k", "2"));
+    EXPECT_FALSE(unconnected.setValueAsInt("k", 2));
+    EXPECT_FALSE(unconnected.setIndexedValue("k%lu", 1, "2"));
+    EXPECT_EQ(String("default"), unconnected.getValue("k", value));
+    EXPECT_EQ(5, unconnected.getIndexedValueAsInt("k%lu", 1, number));
+    EXPECT_EQ(callsBefore, calls);
+    EXPECT_EQ(String("1"), client.getValue("k", value));
+}
+
+TEST_F(DaemonClient, RefusedAllocationsSendNoOtherKey) {
+    const ConfigDaemonClient client;
+    const String keyTemplate("a-template-for-a-key-%lu");
+    const String text("a value");
+    const std::string expected = block("a-template-for-a-key-7", "a value");
+    const long before = allocations::outstanding();
+    EXPECT_LT(0, allocations::sweep([&] {
+                  const bool set = client.setIndexedValue(keyTemplate, 7, text);
+                  EXPECT_TRUE(!set || memcmp(sent, expected.data(), sizeof sent) == 0);
+                  String value;
+                  client.getIndexedValue(keyTemplate, 7, value);
+                  EXPECT_TRUE(value.length() == 0 || value == text);
+              }));
+    EXPECT_EQ(before, allocations::outstanding());
+}
+
+}  // namespace
