@@ -1,0 +1,305 @@
+// SPDX-License-Identifier: MIT
+//
+// IpAddress as a value: parsing, printing, words, masks and prefix lengths.
+//
+// Parsing walks the NUL-terminated characters, because the NUL is no part of the grammar and so
+// stops every reader; only the end is told by the length, since a text may hold NULs inside. The
+// setters read everything first and store last. The public piecewise readers are the same readers
+// behind a position.
+//
+// Tested by ip_address_test.cc.
+
+#include <velutils++/ip_address.h>
+
+#include <string.h>
+
+namespace {
+
+const uint32_t NO_FAMILY = 0;
+const uint32_t IPV4 = 1;
+const uint32_t ALL_ONES = 0xFFFFFFFFu;
+
+const int OCTET_DIGITS = 3;
+const uint32_t OCTET_LIMIT = 256;
+const int PREFIX_DIGITS = 2;
+const uint32_t PREFIX_LIMIT = 33;
+
+uint32_t leadingOnes(uint32_t word) {
+    return word == ALL_ONES ? 32 : static_cast<uint32_t>(__builtin_clz(~word));
+}
+
+uint32_t prefixMask(uint32_t size) {
+    return size == 0 ? 0 : ALL_ONES << (32 - size);
+}
+
+bool isContiguous(uint32_t mask) {
+    return mask == prefixMask(leadingOnes(mask));
+}
+
+// A zero stands alone: 01 is a 0 and something that no caller expects.
+bool readNumber(const char*& p, int maxDigits, uint32_t& value) {
+    value = 0;
+    if (*p == '0') {
+        ++p;
+        return true;
+    }
+    const char* const start = p;
+    while (p - start < maxDigits && *p >= '0' && *p <= '9')
+        value = value * 10 + static_cast<uint32_t>(*p++ - '0');
+    return p != start;
+}
+
+bool readQuad(const char*& p, uint32_t& word) {
+    word = 0;
+    for (int i = 0; i < 4; ++i) {
+        uint32_t octet;
+        if (i > 0 && *p++ != '.') return false;
+        if (!readNumber(p, OCTET_DIGITS, octet) || octet >= OCTET_LIMIT) return false;
+        word = word << 8 | octet;
+    }
+    return true;
+}
+
+bool readPrefix(const char*& p, uint32_t& size) {
+    return *p++ == '/' && readNumber(p, PREFIX_DIGITS, size) && size < PREFIX_LIMIT;
+}
+
+bool readNumberAt(String const& text, long& pos, int maxDigits, uint32_t limit,
+                  unsigned long& value) {
+    value = 0;
+    if (pos < 0 || pos >= text.length()) return false;
+    const char* const start = text.buffer() + pos;
+    const char* p = start;
+    uint32_t number;
+    const bool found = readNumber(p, maxDigits, number);
+    pos += p - start;
+    value = number;
+    return found && number < limit;
+}
+
+char* printOctet(char* p, uint32_t octet) {
+    if (octet >= 100) *p++ = static_cast<char>('0' + octet / 100);
+    if (octet >= 10) *p++ = static_cast<char>('0' + octet / 10 % 10);
+    *p++ = static_cast<char>('0' + octet % 10);
+    return p;
+}
+
+// Own digits: an address is printed several times faster than by a formatter.
+String& printQuad(uint32_t word, String& out) {
+    char text[sizeof "255.255.255.255"];
+    char* p = text;
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        p = printOctet(p, word >> shift & 255);
+        *p++ = shift > 0 ? '.' : '\0';
+    }
+    out = text;
+    // A refused allocation left out as it was: better no address than another one.
+    if (strcmp(out.buffer(), text) != 0) out = String::EMPTY();
+    return out;
+}
+
+}  // namespace
+
+// Construction, copying, comparison
+
+const IpAddress& IpAddress::EMPTY() {
+    static const IpAddress empty;
+    return empty;
+}
+
+IpAddress::IpAddress() {
+    init();
+}
+
+IpAddress::IpAddress(unsigned long address, unsigned long mask) {
+    init();
+    if (setV4NetMaskAsBinaryUInt32(mask) == 0) setV4IpAddrAsBinaryUInt32(address);
+}
+
+IpAddress::IpAddress(String const& text) {
+    init();
+    setIpAddrAsString(text);
+}
+
+IpAddress::IpAddress(String const& address, String const& mask) {
+    init();
+    if (setIpAddrAsString(address) != 0 || setNetMaskAsString(mask) != 0) init();
+}
+
+IpAddress::IpAddress(IpAddress const& other) = default;
+IpAddress& IpAddress::operator=(IpAddress const& other) = default;
+IpAddress::~IpAddress() = default;
+
+void IpAddress::init() {
+    family_ = NO_FAMILY;
+    memset(address_, 0, sizeof address_);
+    memset(mask_, 0xFF, sizeof mask_);
+}
+
+bool IpAddress::isEmpty() const {
+    return *this == IpAddress();
+}
+
+bool operator==(IpAddress const& a, IpAddress const& b) {
+    return a.family_ == b.family_ && memcmp(a.address_, b.address_, sizeof a.address_) == 0 &&
+           memcmp(a.mask_, b.mask_, sizeof a.mask_) == 0;
+}
+
+bool operator!=(IpAddress const& a, IpAddress const& b) {
+    return !(a == b);
+}
+
+bool IpAddress::isV4() const {
+    return family_ == IPV4;
+}
+
+void IpAddress::store(uint32_t address, uint32_t mask) {
+    family_ = IPV4;
+    address_[0] = address;
+    mask_[0] = mask;
+}
+
+// Text
+
+int IpAddress::setIpAddrAsString(String const& text) {
+    const char* p = text.buffer();
+    const char* const end = p + text.length();
+    uint32_t address;
+    uint32_t size;
+    if (!readQuad(p, address)) return -1;
+    if (p == end) {
+        store(address, mask_[0]);
+        return 0;
+    }
+    if (!readPrefix(p, size) || p != end) return -1;
+    store(address, prefixMask(size));
+    return 0;
+}
+
+int IpAddress::setNetMaskAsString(String const& text) {
+    const char* p = text.buffer();
+    const char* const end = p + text.length();
+    uint32_t mask;
+    if (!readQuad(p, mask) || p != end) return -1;
+    return setV4NetMaskAsBinaryUInt32(mask);
+}
+
+String& IpAddress::getIpAddrAsString(String& out) const {
+    if (!isV4()) return out = String::EMPTY();
+    return printQuad(address_[0], out);
+}
+
+String& IpAddress::getNetMaskAsString(String& out) const {
+    if (!isV4()) return out = String::EMPTY();
+    return printQuad(mask_[0], out);
+}
+
+String& IpAddress::getNetAddressAsString(String& out) const {
+    if (!isV4()) return out = String::EMPTY();
+    return printQuad(address_[0] & mask_[0], out);
+}
+
+bool IpAddress::s_getV4IpAddrTokenOfString(String const& text, long& pos, unsigned long& value) {
+    return readNumberAt(text, pos, OCTET_DIGITS, OCTET_LIMIT, value);
+}
+
+bool IpAddress::s_getV4NetMaskSizeOfString(String const& text, long& pos, unsigned long& value) {
+    return readNumberAt(text, pos, PREFIX_DIGITS, PREFIX_LIMIT, value);
+}
+
+bool IpAddress::s_getCharOfString(String const& text, long& pos, char c) {
+    if (text[pos] != c) return false;
+    ++pos;
+    return true;
+}
+
+bool IpAddress::s_getEndOfString(String const& text, long pos) {
+    return pos >= text.length();
+}
+
+// Words
+
+unsigned long& IpAddress::getV4IpAddrAsBinaryUInt32(unsigned long& out) const {
+    return out = address_[0];
+}
+
+unsigned long IpAddress::getV4IpAddrAsBinaryUInt32() const {
+    return address_[0];
+}
+
+int IpAddress::setV4IpAddrAsBinaryUInt32(unsigned long address) {
+    store(static_cast<uint32_t>(address), mask_[0]);
+    return 0;
+}
+
+unsigned long& IpAddress::getV4NetAddrAsBinaryUInt32(unsigned long& out) const {
+    return out = getV4NetAddrAsBinaryUInt32();
+}
+
+unsigned long IpAddress::getV4NetAddrAsBinaryUInt32() const {
+    return address_[0] & mask_[0];
+}
+
+unsigned long& IpAddress::getV4NetMaskAsBinaryUInt32(unsigned long& out) const {
+    return out = mask_[0];
+}
+
+unsigned long IpAddress::getV4NetMaskAsBinaryUInt32() const {
+    return mask_[0];
+}
+
+int IpAddress::setV4NetMaskAsBinaryUInt32(unsigned long mask) {
+    if (!isContiguous(static_cast<uint32_t>(mask))) return -1;
+    store(address_[0], static_cast<uint32_t>(mask));
+    return 0;
+}
+
+unsigned char* IpAddress::getV6IpAddrAsBinaryString(unsigned char* out) const {
+    return out;
+}
+
+unsigned char* IpAddress::getV6NetAddrAsBinaryString(unsigned char* out) const {
+    return out;
+}
+
+unsigned char* IpAddress::getV6NetMaskAsBinaryString(unsigned char* out) const {
+    return out;
+}
+
+int IpAddress::setV6IpAddrAsBinaryString(unsigned char const*) {
+    return -1;
+}
+
+int IpAddress::setV6NetMaskAsBinaryString(unsigned char const*) {
+    return -1;
+}
+
+// Masks and prefix lengths
+
+unsigned long& IpAddress::getNetMaskSize(unsigned long& size) const {
+    return size = getNetMaskSize();
+}
+
+unsigned long IpAddress::getNetMaskSize() const {
+    return isV4() ? leadingOnes(mask_[0]) : 0;
+}
+
+int IpAddress::setNetMaskSize(unsigned long size) {
+    if (!isV4() || size >= PREFIX_LIMIT) return -1;
+    mask_[0] = prefixMask(static_cast<uint32_t>(size));
+    return 0;
+}
+
+bool IpAddress::isMaskValid(unsigned long& size) const {
+    return isV4() && s_isV4MaskValid(mask_[0], size);
+}
+
+bool IpAddress::s_isV4MaskValid(unsigned long mask, unsigned long& size) {
+    const uint32_t word = static_cast<uint32_t>(mask);
+    size = leadingOnes(word);
+    return isContiguous(word);
+}
+
+bool IpAddress::s_isV6MaskValid(char const*, unsigned long const&) {
+    return false;
+}

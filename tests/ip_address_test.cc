@@ -1,0 +1,319 @@
+// SPDX-License-Identifier: MIT
+//
+// Against second opinions: a pattern for the grammar, inet_ntop, ranges and division for bits.
+
+#include <velutils++/ip_address.h>
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <regex.h>
+
+#include <random>
+#include <string>
+
+#include "tests/support/allocations.h"
+
+namespace {
+
+const unsigned long ALL_ONES = 0xFFFFFFFF;
+const unsigned long HIGH = ~ALL_ONES;  // 0 where unsigned long has 32 bits
+
+std::string str(const String& s) {
+    return std::string(s.buffer(), static_cast<size_t>(s.length()));
+}
+
+String text(const std::string& s) {
+    return String().concat(s.data(), static_cast<long>(s.size()));
+}
+
+unsigned long mask(unsigned prefix) {
+    return (ALL_ONES << (32 - prefix)) & ALL_ONES;
+}
+
+std::string byInet(unsigned long value) {
+    char out[INET_ADDRSTRLEN];
+    const uint32_t onWire = htonl(static_cast<uint32_t>(value));
+    return inet_ntop(AF_INET, &onWire, out, sizeof out);
+}
+
+TEST(IpAddressValue, Empty) {
+    IpAddress ip;
+    unsigned long size = 77;
+    String out("old");
+    EXPECT_TRUE(ip.isEmpty() && ip == IpAddress::EMPTY());
+    EXPECT_EQ(0u, ip.getV4IpAddrAsBinaryUInt32());
+    EXPECT_EQ(ALL_ONES, ip.getV4NetMaskAsBinaryUInt32());
+    EXPECT_EQ(0u, ip.getNetMaskSize());
+    EXPECT_TRUE(!ip.isMaskValid(size) && size == 77);
+    EXPECT_EQ("", str(ip.getIpAddrAsString(out)));
+    EXPECT_EQ("", str(ip.getNetMaskAsString(out = "old")));
+    EXPECT_EQ("", str(ip.getNetAddressAsString(out = "old")));
+    EXPECT_EQ(-1, ip.setNetMaskSize(24));
+    EXPECT_TRUE(ip.isEmpty());
+    EXPECT_EQ(0, ip.setV4IpAddrAsBinaryUInt32(0));  // 0.0.0.0/32 differs in the family alone
+    EXPECT_TRUE(!ip.isEmpty() && ip != IpAddress::EMPTY());
+    ip.init();
+    EXPECT_TRUE(ip.isEmpty());
+    EXPECT_EQ(0, ip.setNetMaskAsString(String("255.0.0.0")));
+    EXPECT_TRUE(ip == IpAddress(0, 0xFF000000));
+}
+
+TEST(IpAddressValue, ConstructionCopiesAndWords) {
+    const IpAddress ip(HIGH | 0xC0A8014D, HIGH | 0xFFFFFF00);
+    EXPECT_TRUE(ip == IpAddress(String("192.168.1.77/24")));
+    EXPECT_TRUE(ip == IpAddress(String("192.168.1.77/8"), String("255.255.255.0")));
+    EXPECT_TRUE(ip != IpAddress(String("192.168.1.77")));
+    EXPECT_TRUE(ip != IpAddress(0xC0A8014E, 0xFFFFFF00));
+    EXPECT_TRUE(IpAddress(0xC0A80101, 0xFF00FF00).isEmpty());
+    EXPECT_TRUE(IpAddress(String("10.0.0.1/33")).isEmpty());
+    EXPECT_TRUE(IpAddress(String("10.1.2.3"), String("255.255.0.1")).isEmpty());
+    EXPECT_TRUE(IpAddress(String("10.1.2"), String("255.255.0.0")).isEmpty());
+
+    unsigned long a = 1, n = 1, m = 1;
+    EXPECT_EQ(&a, &ip.getV4IpAddrAsBinaryUInt32(a));
+    EXPECT_EQ(&n, &ip.getV4NetAddrAsBinaryUInt32(n));
+    EXPECT_EQ(&m, &ip.getV4NetMaskAsBinaryUInt32(m));
+    EXPECT_TRUE(a == 0xC0A8014D && n == 0xC0A80100 && m == 0xFFFFFF00);
+    EXPECT_EQ(n, ip.getV4NetAddrAsBinaryUInt32());
+
+    IpAddress copy(ip), assigned;
+    EXPECT_TRUE(&(assigned = copy) == &assigned && assigned == ip);
+    EXPECT_EQ(0, copy.setV4IpAddrAsBinaryUInt32(HIGH | 5));
+    EXPECT_TRUE(copy == IpAddress(5, 0xFFFFFF00) && assigned == ip);
+
+    unsigned char bytes[] = "sixteen and more";
+    EXPECT_EQ(bytes, assigned.getV6IpAddrAsBinaryString(bytes));
+    EXPECT_EQ(bytes, assigned.getV6NetAddrAsBinaryString(bytes));
+    EXPECT_EQ(bytes, assigned.getV6NetMaskAsBinaryString(bytes));
+    EXPECT_STREQ("sixteen and more", reinterpret_cast<char*>(bytes));
+    EXPECT_EQ(-1, assigned.setV6IpAddrAsBinaryString(bytes));
+    EXPECT_EQ(-1, assigned.setV6NetMaskAsBinaryString(bytes));
+    EXPECT_TRUE(!IpAddress::s_isV6MaskValid("ffff::", 16) && assigned == ip);
+}
+
+TEST(IpAddressMask, ContiguousOnesOnly) {
+    IpAddress sized(0, ALL_ONES);
+    for (unsigned prefix = 0; prefix <= 32; ++prefix) {
+        // The mask itself, and with every other bit turned over.
+        for (int bit = 0; bit <= 32; ++bit) {
+            const unsigned long m = mask(prefix) ^ ((1ul << bit) & ALL_ONES), zeros = ~m & ALL_ONES;
+            const bool contiguous = (zeros & (zeros + 1)) == 0;
+            unsigned long size = 99, leading = 0;
+            while (leading < 32 && (m << leading & 0x80000000u) != 0) ++leading;
+            EXPECT_EQ(contiguous, IpAddress::s_isV4MaskValid(HIGH | m, size)) << m;
+            EXPECT_EQ(leading, size) << m;
+            IpAddress ip;
+            EXPECT_EQ(contiguous ? 0 : -1, ip.setV4NetMaskAsBinaryUInt32(HIGH | m)) << m;
+            EXPECT_TRUE((contiguous ? IpAddress(0, m) : IpAddress()) == ip) << m;
+        }
+        unsigned long size = 99, valid = 99;
+        EXPECT_TRUE(sized.setNetMaskSize(prefix) == 0 && sized == IpAddress(0, mask(prefix)));
+        EXPECT_TRUE(&sized.getNetMaskSize(size) == &size && sized.isMaskValid(valid));
+        EXPECT_TRUE(size == prefix && valid == prefix && sized.getNetMaskSize() == prefix);
+    }
+    for (const unsigned long size : {33ul, ~0ul}) EXPECT_EQ(-1, sized.setNetMaskSize(size));
+    EXPECT_EQ(32u, sized.getNetMaskSize());
+}
+
+// The grammar as a pattern: the octets are groups 1 to 4, the prefix length is group 6.
+bool matches(const std::string& s, std::string (&groups)[7]) {
+    static const std::string octet = "(25[0-5]|2[0-4][0-9]|1[0-9][0-9]|[1-9]?[0-9])", dot = "[.]";
+    static const std::string pattern =
+        "^" + octet + dot + octet + dot + octet + dot + octet + "(/([12]?[0-9]|3[0-2]))?$";
+    static regex_t compiled;
+    static const int result = regcomp(&compiled, pattern.c_str(), REG_EXTENDED);
+    regmatch_t found[7];
+    if (result != 0 || s.find('\0') != s.npos || regexec(&compiled, s.c_str(), 7, found, 0) != 0)
+        return false;
+    for (int i = 0; i < 7; ++i)
+        if (found[i].rm_so >= 0)
+            groups[i].assign(s.c_str() + found[i].rm_so, s.c_str() + found[i].rm_eo);
+    return true;
+}
+
+// Tries s on both setters of a value that has another address and mask. Whether s is an address.
+bool checkText(const std::string& s) {
+    const IpAddress before(0x09080706, mask(13));
+    IpAddress address(before), masked(before), expectedAddress(before), expectedMasked(before);
+    std::string groups[7];
+    const bool valid = matches(s, groups);
+    int maskResult = -1;
+    if (valid) {
+        unsigned long quad = 0;
+        for (size_t i = 1; i <= 4; ++i) quad = quad * 256 + std::stoul(groups[i]);
+        const int prefix = groups[6].empty() ? 13 : std::stoi(groups[6]);
+        expectedAddress = IpAddress(quad, mask(static_cast<unsigned>(prefix)));
+        if (groups[6].empty()) maskResult = expectedMasked.setV4NetMaskAsBinaryUInt32(quad);
+    }
+    EXPECT_EQ(valid ? 0 : -1, address.setIpAddrAsString(text(s))) << s;
+    EXPECT_TRUE(expectedAddress == address) << s;
+    EXPECT_EQ(maskResult, masked.setNetMaskAsString(text(s))) << s;
+    EXPECT_TRUE(expectedMasked == masked) << s;
+    return valid;
+}
+
+TEST(IpAddressText, Grammar) {
+    for (const char* s : {"192.168.1.1", "0.0.0.0", "255.255.255.255", "10.0.0.1/8", "10.0.0.1/0",
+                          "10.0.0.1/32", "255.255.0.0", "255.0.255.0", "255.255.0.0/16"})
+        EXPECT_TRUE(checkText(s)) << s;
+    for (const char* s : {"", "10.0.0.1/33", "10.0.0.1/08", "10.0.0.1/100", "10.0.0.01",
+                          "256.0.0.1", "1.2.3.1000", "1.2.3.4294967297", "1.2.3", "1.2.3.4.",
+                          "1.2.3.4/", "1.2.3.4/24/1", "1..2.3", " 1.2.3.4", "1.2.3.4 ", "+1.2.3.4"})
+        EXPECT_FALSE(checkText(s)) << s;
+    EXPECT_FALSE(checkText(std::string("1.2.3.4\0", 8)));  // a NUL inside is no end
+
+    std::mt19937 random(1);
+    const auto below = [&](size_t n) { return static_cast<unsigned>(random() % n); };
+    const std::string letters("0012345678999...///  \n+-xa\0\xFF", 28);
+    int accepted = 0;
+    for (int i = 0; i < 100000 && !HasFailure(); ++i) {
+        std::string s;
+        for (int octet = 0; octet < 4; ++octet)
+            s += (octet > 0 ? "." : "") + std::to_string(below(i % 4 == 0 ? 300 : 256));
+        if (below(2) == 0) s += "/" + std::to_string(below(40));
+        for (unsigned edits = below(3); edits > 0; --edits)
+            s.replace(below(s.size()), below(2), below(2), letters[below(letters.size())]);
+        accepted += checkText(s);
+    }
+    EXPECT_NEAR(50000, accepted, 20000);  // both sides of the border were tried
+}
+
+TEST(IpAddressText, PrintsLikeInetNtop) {
+    std::mt19937 random(2);
+    String out;
+    for (unsigned i = 0; i < 20000 && !HasFailure(); ++i) {
+        const unsigned long address = random() & random() & ALL_ONES;  // octets of all widths
+        const IpAddress ip(address, mask(i % 33));
+        EXPECT_EQ(byInet(address), str(ip.getIpAddrAsString(out)));
+        EXPECT_EQ(byInet(mask(i % 33)), str(ip.getNetMaskAsString(out)));
+        EXPECT_EQ(byInet(address & mask(i % 33)), str(ip.getNetAddressAsString(out)));
+    }
+    const String shared("192.168.100.100/24");
+    const long requests = allocations::requests();
+    const IpAddress ip(shared);
+    EXPECT_EQ(requests, allocations::requests());
+    out = shared;
+    EXPECT_EQ(&out, &ip.getIpAddrAsString(out));
+    EXPECT_EQ("192.168.100.100 192.168.100.100/24", str(out + " " + shared));
+    // Without memory nothing of the old text is left to be taken for the address.
+    out = shared;
+    allocations::Refusal refusal(1);
+    EXPECT_EQ("", str(ip.getIpAddrAsString(out)));
+    EXPECT_TRUE(refusal.happened());
+}
+
+TEST(IpAddressText, PiecesAtAPosition) {
+    const auto octet = IpAddress::s_getV4IpAddrTokenOfString;
+    const auto prefix = IpAddress::s_getV4NetMaskSizeOfString;
+    const struct {
+        bool (*reader)(String const&, long&, unsigned long&);
+        const char* text;
+        long pos;
+        bool found;
+        long after;
+        unsigned long value;
+    } rows[] = {
+        {octet, "01", 0, true, 1, 0},      {octet, "7.", 0, true, 1, 7},
+        {octet, "2551", 0, true, 3, 255},  {octet, "256", 0, false, 3, 256},
+        {octet, "9999", 0, false, 3, 999}, {octet, "a12", 1, true, 3, 12},
+        {octet, "a12", 0, false, 0, 0},    {octet, "12", 2, false, 2, 0},
+        {octet, "12", 3, false, 3, 0},     {octet, "12", -1, false, -1, 0},
+        {prefix, "08", 0, true, 1, 0},     {prefix, "320", 0, true, 2, 32},
+        {prefix, "33", 0, false, 2, 33},   {prefix, "/24", 1, true, 3, 24},
+        {prefix, "/24", 0, false, 0, 0},   {prefix, "", 0, false, 0, 0},
+    };
+    for (const auto& row : rows) {
+        long pos = row.pos;
+        unsigned long value = 12345;
+        EXPECT_EQ(row.found, row.reader(String(row.text), pos, value)) << row.text;
+        EXPECT_TRUE(row.after == pos && row.value == value) << row.text << pos << " " << value;
+    }
+    const String s("1.2");
+    long pos = 1;
+    EXPECT_TRUE(!IpAddress::s_getCharOfString(s, pos, '/') && pos == 1);
+    EXPECT_TRUE(IpAddress::s_getCharOfString(s, pos, '.') && pos == 2);
+    EXPECT_TRUE(!IpAddress::s_getEndOfString(s, pos) && IpAddress::s_getEndOfString(s, pos + 1));
+    EXPECT_TRUE(IpAddress::s_getCharOfString(s, pos = 3, '\0') && pos == 4);
+    EXPECT_TRUE(!IpAddress::s_getCharOfString(s, pos = -1, '1') && pos == -1);
+    // Before the text lies its length, here with the low byte of a digit.
+    unsigned long value;
+    pos = -static_cast<long>(sizeof(long));
+    EXPECT_FALSE(octet(text(std::string('1', 'x')), pos, value));
+}
+
+// The kinds that hold, one word for each predicate.
+std::string kinds(const IpAddress& ip) {
+    static const struct {
+        const char* name;
+        bool (IpAddress::*predicate)() const;
+    } predicates[] = {
+        {"A ", &IpAddress::isV4ClassA},        {"B ", &IpAddress::isV4ClassB},
+        {"C ", &IpAddress::isV4ClassC},        {"D ", &IpAddress::isV4ClassD},
+        {"E ", &IpAddress::isV4ClassE},        {"ABC ", &IpAddress::isV4ClassABC},
+        {"loopback ", &IpAddress::isLoopback}, {"group ", &IpAddress::isLocalGroup},
+        {"host ", &IpAddress::isHostType},     {"default ", &IpAddress::isDefGwType},
+        {"net ", &IpAddress::isNetType},       {"interface ", &IpAddress::isIfaceType},
+        {"limited ", &IpAddress::isLimBcType}, {"directed ", &IpAddress::isDirBcType},
+        {"valid ", &IpAddress::isValidAddress}};
+    std::string names;
+    for (const auto& row : predicates)
+        if ((ip.*row.predicate)()) names += row.name;
+    return names;
+}
+
+std::string expectedKinds(uint64_t address, unsigned prefix) {
+    const uint64_t end = uint64_t(1) << 32, size = end >> prefix, octet = address >> 24;
+    const uint64_t first = address / size * size;
+    const bool unicast = octet >= 1 && octet <= 223;
+    std::string role;
+    if (unicast && prefix == 32) role = "host ";
+    if (address == 0 && prefix == 0) role = "default net ";
+    if (address == end - 1) role = "limited ";
+    // All network bits set is the last network of its size.
+    if (unicast && prefix >= 2 && prefix <= 30 && first != 0 && first + size != end) {
+        const uint64_t host = address - first;
+        role = host == 0 ? "net " : host == size - 1 ? "directed " : "interface ";
+    }
+    std::string names = octet < 128   ? "A ABC "
+                        : octet < 192 ? "B ABC "
+                        : octet < 224 ? "C ABC "
+                        : octet < 240 ? "D "
+                                      : "E ";
+    if (octet == 127) names += "loopback ";
+    if (address >> 8 == 0xE00000) names += "group ";
+    return names + role + (role.empty() ? "" : "valid ");
+}
+
+TEST(IpAddressClassification, AgreesWithRangesForEveryPrefix) {
+    std::mt19937 random(3);
+    const auto check = [&](unsigned long a) {
+        for (unsigned prefix = 0; prefix <= 32; ++prefix) {
+            const unsigned long hosts = ~mask(prefix) & ALL_ONES;
+            const IpAddress net(a & mask(prefix), mask(prefix));
+            for (const unsigned long part : {0ul, 1ul, ALL_ONES - 1, ALL_ONES, a}) {
+                const unsigned long address = (a & mask(prefix)) | (part & hosts);
+                EXPECT_EQ(expectedKinds(address, prefix), kinds(IpAddress(address, mask(prefix))))
+                    << byInet(address) << "/" << prefix;
+                EXPECT_TRUE(net.contains(IpAddress(address, 0)));
+            }
+            const unsigned long other = a ^ (1ul << random() % 32);
+            EXPECT_EQ((uint64_t(a ^ other) >> (32 - prefix)) == 0,
+                      net.contains(IpAddress(other, 0)));
+        }
+    };
+    // Both sides of every border of a class or group.
+    for (const unsigned long border : {0ul, 0x01000000ul, 0x7F000000ul, 0x80000000ul, 0xC0000000ul,
+                                       0xE0000000ul, 0xE0000100ul, 0xF0000000ul})
+        for (const unsigned long step : {0ul, ALL_ONES}) check((border + step) & ALL_ONES);
+    for (int i = 0; i < 500 && !HasFailure(); ++i) check(random() & ALL_ONES);
+
+    const IpAddress none;
+    EXPECT_EQ("", kinds(none));
+    EXPECT_TRUE(!none.contains(none) && IpAddress(0, 0).contains(none));
+    EXPECT_EQ("127.0.0.1", byInet(IpAddress::ipv4Loopback));
+    EXPECT_EQ("224.0.0.0", byInet(IpAddress::ipv4McGrpUnspecified));
+    EXPECT_EQ("224.0.0.1", byInet(IpAddress::ipv4McGrpAllHosts));
+    EXPECT_EQ("224.0.0.2", byInet(IpAddress::ipv4McGrpAllRouters));
+}
+
+}  // namespace
