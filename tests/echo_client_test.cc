@@ -1,0 +1,370 @@
+// SPDX-License-Identifier: MIT
+//
+// A client at one end of a virtual wire, and at the other end the test itself, which sees every
+// packet that was sent and answers with any packet it likes.
+
+#include <velutils++/echo_client.h>
+
+#include <arpa/inet.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <linux/if_packet.h>
+#include <net/ethernet.h>
+#include <net/if.h>
+#include <poll.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <random>
+#include <string>
+
+#include "tests/support/files.h"
+#include "tests/support/network.h"
+#include "tests/support/virtual_slot.h"
+
+namespace {
+
+typedef std::string Bytes;
+
+// What the library hands to sendto(2), and what the kernel may refuse on the test's demand.
+Bytes lastPacket;
+struct sockaddr_in lastDestination;
+bool refuseOption, sendOneLess;
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) ssize_t sendto(int fd, const void* data, size_t n,
+                                                                 int flags,
+                                                                 const struct sockaddr* to,
+                                                                 socklen_t length) {
+    lastPacket.assign(static_cast<const char*>(data), n);
+    if (length == sizeof lastDestination) memcpy(&lastDestination, to, length);
+    const ssize_t sent = syscall(SYS_sendto, fd, data, n, flags, to, length);
+    return sendOneLess ? sent - 1 : sent;
+}
+
+extern "C" __attribute__((visibility("default"))) int setsockopt(int fd, int level, int name,
+                                                                 const void* value,
+                                                                 socklen_t length) {
+    if (refuseOption && level == IPPROTO_IP) return -1;
+    return static_cast<int>(syscall(SYS_setsockopt, fd, level, name, value, length));
+}
+
+namespace {
+
+const char NEAR_IP[] = "10.7.0.1";
+const char FAR_IP[] = "10.7.0.2";
+
+struct Fields {
+    int socketFd;
+    uint16_t identifier, sequenceNumber;
+};
+
+Fields fieldsOf(const PingClient& client) {
+    Fields fields;
+    memcpy(&fields, reinterpret_cast<const char*>(&client) + sizeof(void*), sizeof fields);
+    return fields;
+}
+
+void setFields(PingClient& client, Fields fields) {
+    memcpy(reinterpret_cast<char*>(&client) + sizeof(void*), &fields, sizeof fields);
+}
+
+int ping(PingClient& client, const char* host = FAR_IP, const char* source = NEAR_IP) {
+    return client.sendSimplePing(String(host), String(source));
+}
+
+Bytes number(unsigned value) {
+    return {static_cast<char>(value >> 8 & 0xFF), static_cast<char>(value & 0xFF)};
+}
+
+// RFC 1071, by arithmetic modulo 65535 on big-endian words.
+Bytes internetChecksum(Bytes data) {
+    if (data.size() % 2 != 0) data += '\0';
+    unsigned long sum = 0;
+    for (size_t i = 0; i < data.size(); i += 2)
+        sum += static_cast<unsigned char>(data[i]) * 256u + static_cast<unsigned char>(data[i + 1]);
+    return number(sum == 0 ? 0xFFFF : static_cast<unsigned>(65534 - (sum - 1) % 65535));
+}
+
+Bytes address(const char* dotted) {
+    const in_addr_t onWire = inet_addr(dotted);
+    return Bytes(reinterpret_cast<const char*>(&onWire), sizeof onWire);
+}
+
+// An ICMP message inside an IPv4 packet with `options` (NOPs) in its header.
+Bytes packet(char type, unsigned identifier, unsigned sequence, const char* from, const char* to,
+             size_t options = 0, const Bytes& payload = "") {
+    Bytes icmp = Bytes{type, 0, 0, 0} + number(identifier) + number(sequence) + payload;
+    icmp.replace(2, 2, internetChecksum(icmp));
+    const size_t header = 20 + options;
+    Bytes ip = Bytes{static_cast<char>(0x40 + header / 4), 0} +
+               number(static_cast<unsigned>(header + icmp.size())) +
+               Bytes{0, 0, 0, 0, static_cast<char>(128), 1, 0, 0} + address(from) + address(to) +
+               Bytes(options, '\1');
+    ip.replace(10, 2, internetChecksum(ip));
+    return ip + icmp;
+}
+
+class EchoClient : public testing::Test {
+  protected:
+    EchoClient() : descriptors_(openDescriptors()) {
+        EXPECT_EQ("", outputOf("ip link add near address 02:00:00:00:00:01 type veth "
+                               "peer name far address 02:00:00:00:00:02 && "
+                               "ip addr add 10.7.0.1/24 dev near && "
+                               "ip link set near up && ip link set far up && "
+                               "ip neigh add 10.7.0.2 lladdr 02:00:00:00:00:02 dev near"));
+        far_ = socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, htons(ETH_P_IP));
+        far_address_.sll_family = AF_PACKET;
+        far_address_.sll_protocol = htons(ETH_P_IP);
+        far_address_.sll_ifindex = static_cast<int>(if_nametoindex("far"));
+        far_address_.sll_halen = ETH_ALEN;
+        far_address_.sll_addr[0] = 2;
+        far_address_.sll_addr[5] = 1;
+        EXPECT_EQ(
+            0, bind(far_, reinterpret_cast<struct sockaddr*>(&far_address_), sizeof far_address_));
+    }
+    ~EchoClient() override {
+        client_.cleanup();
+        close(far_);
+        outputOf("ip link del near");
+        EXPECT_EQ(descriptors_, openDescriptors());
+        refuseOption = sendOneLess = false;
+    }
+
+    static bool arrives(int fd) {
+        struct pollfd readable = {fd, POLLIN, 0};
+        return poll(&readable, 1, 5000) == 1;
+    }
+
+    Bytes wire() {
+        char data[2048];
+        const ssize_t n = arrives(far_) ? recv(far_, data, sizeof data, MSG_DONTWAIT) : -1;
+        return n < 0 ? "nothing" : Bytes(data, static_cast<size_t>(n));
+    }
+
+    // A message with the last request's numbers, plus a difference.
+    void answer(int sequenceStep, int identifierStep = 0, size_t options = 0,
+                const Bytes& payload = "", char type = 0) {
+        const Fields fields = fieldsOf(client_);
+        const Bytes sent = packet(type, static_cast<unsigned>(fields.identifier + identifierStep),
+                                  static_cast<unsigned>(fields.sequenceNumber + sequenceStep),
+                                  FAR_IP, NEAR_IP, options, payload);
+        EXPECT_EQ(static_cast<long>(sent.size()),
+                  syscall(SYS_sendto, far_, sent.data(), sent.size(), 0, &far_address_,
+                          sizeof far_address_));
+        EXPECT_TRUE(arrives(fieldsOf(client_).socketFd));
+    }
+
+    PingClient client_;
+
+  private:
+    const int descriptors_;
+    int far_;
+    struct sockaddr_ll far_address_ = {};
+};
+
+TEST_F(EchoClient, StartsFromTwoRandomNumbers) {
+    srand(7);
+    const int first = rand(), second = rand();
+    srand(7);
+    const PingClient client;
+    EXPECT_EQ(-1, fieldsOf(client).socketFd);
+    EXPECT_EQ(first & 0xFFFF, fieldsOf(client).identifier);
+    EXPECT_EQ(second & 0xFFFF, fieldsOf(client).sequenceNumber);
+}
+
+TEST_F(EchoClient, SendsTwentyEightExactBytes) {
+    setFields(client_, {-1, 0xABCD, 65533});
+    for (const unsigned sequence : {65534u, 65535u, 0u, 1u}) {
+        ASSERT_EQ(0, ping(client_));
+        const Bytes expected = packet(8, 0xABCD, sequence, NEAR_IP, FAR_IP);
+        EXPECT_EQ(28u, expected.size());
+        EXPECT_EQ(expected, lastPacket);
+        EXPECT_EQ(AF_INET, lastDestination.sin_family);
+        EXPECT_EQ(0, lastDestination.sin_port);
+        EXPECT_EQ(inet_addr(FAR_IP), lastDestination.sin_addr.s_addr);
+        // The kernel replaces the identification, and with it the header checksum.
+        Bytes onWire = wire();
+        onWire.replace(4, 2, 2, '\0').replace(10, 2, expected, 10, 2);
+        EXPECT_EQ(expected, onWire);
+    }
+    EXPECT_EQ(FD_CLOEXEC, fcntl(fieldsOf(client_).socketFd, F_GETFD));
+    EXPECT_EQ(0, ping(client_, "localhost", "127.0.0.1"));
+    EXPECT_EQ(packet(8, 0xABCD, 2, "127.0.0.1", "127.0.0.1"), lastPacket);
+    // The request to an own address comes by first.
+    EXPECT_TRUE(arrives(fieldsOf(client_).socketFd));
+    EXPECT_EQ(0, client_.checkPingResponse());
+    ping(client_, FAR_IP, "no address");
+    EXPECT_EQ("\xFF\xFF\xFF\xFF", lastPacket.substr(12, 4));
+}
+
+TEST_F(EchoClient, PollsForTheReply) {
+    EXPECT_EQ(3, client_.checkPingResponse());
+    ASSERT_EQ(0, ping(client_));
+    EXPECT_EQ(2, client_.checkPingResponse());
+    answer(0);
+    EXPECT_EQ(0, client_.checkPingResponse());
+    EXPECT_EQ(2, client_.checkPingResponse());
+
+    ASSERT_EQ(0, ping(client_));
+    answer(-1);  // the reply to the request before
+    answer(0, 1);
+    EXPECT_EQ(2, client_.checkPingResponse());
+    for (int i = 0; i < 100; ++i) answer(-1 - i, i % 3);
+    answer(0);
+    answer(0);
+    EXPECT_EQ(0, client_.checkPingResponse());
+    EXPECT_EQ(0, client_.checkPingResponse());
+    EXPECT_EQ(2, client_.checkPingResponse());
+    answer(0, 0, 40);  // with all the options there can be
+    EXPECT_EQ(0, client_.checkPingResponse());
+    answer(0, 0, 4, Bytes(1400, 'x'));
+    EXPECT_EQ(0, client_.checkPingResponse());
+    answer(0, 0, 0, "", 8);  // types are not looked at
+    EXPECT_EQ(0, client_.checkPingResponse());
+
+    answer(0);
+    ASSERT_EQ(0, ping(client_));  // a new socket: nothing waits any more
+    EXPECT_EQ(2, client_.checkPingResponse());
+    client_.cleanup();
+    EXPECT_EQ(3, client_.checkPingResponse());
+    EXPECT_EQ(-1, fieldsOf(client_).socketFd);
+}
+
+// In place of the raw socket, one through which any bytes can come.
+TEST_F(EchoClient, ReadsNothingThatWasNotReceived) {
+    int pair[2];
+    ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, pair));
+    setFields(client_, {pair[0], 0xABCD, 0x1234});
+    const Bytes match("\xAB\xCD\x12\x34");
+    for (size_t words = 0; words < 16; ++words)
+        for (size_t n = 0; n <= 80; ++n) {
+            // First one that leaves matching numbers behind for every header length but its own.
+            Bytes stale;
+            while (stale.size() < 80) stale += match;
+            stale.replace(0, 1, 1, '\x45').replace(24, 4, 4, '\0');
+            Bytes bytes(words * 4 + 4, '\x40');
+            bytes = bytes.replace(0, 1, 1, static_cast<char>(0x40 + words)) + match;
+            bytes.resize(n, '\0');
+            ASSERT_EQ(80, write(pair[1], stale.data(), 80));
+            ASSERT_EQ(static_cast<ssize_t>(n), send(pair[1], bytes.data(), n, 0));
+            EXPECT_EQ(n >= words * 4 + 8 ? 0 : 2, client_.checkPingResponse()) << words << " " << n;
+        }
+    close(pair[1]);
+}
+
+TEST_F(EchoClient, FindsTheReplyInAFlood) {
+    int pair[2];
+    ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, pair));
+    setFields(client_, {pair[0], 1, 5000});
+    const pid_t flooder = fork();
+    if (flooder == 0) {
+        alarm(20);
+        for (unsigned sequence = 0; sequence <= 5000; ++sequence) {
+            const Bytes sent = packet(0, 1, sequence, FAR_IP, NEAR_IP);
+            if (send(pair[1], sent.data(), sent.size(), 0) < 0) _exit(1);
+        }
+        _exit(0);
+    }
+    close(pair[1]);
+    int result = 2;
+    while (result == 2 && arrives(pair[0])) result = client_.checkPingResponse();
+    EXPECT_EQ(0, result);
+    int status;
+    EXPECT_EQ(flooder, waitpid(flooder, &status, 0));
+    EXPECT_EQ(0, status);
+}
+
+TEST_F(EchoClient, FailuresGiveOneAndLeakNothing) {
+    const uint16_t before = fieldsOf(client_).sequenceNumber;
+    {
+        DescriptorsExhausted exhausted;
+        EXPECT_EQ(1, ping(client_));
+        EXPECT_EQ(3, client_.checkPingResponse());
+    }
+    EXPECT_EQ(-1, fieldsOf(client_).socketFd);
+    // From here on the socket stays for the next cleanup.
+    EXPECT_EQ(1, ping(client_, "does-not-exist.invalid"));
+    EXPECT_NE(-1, fieldsOf(client_).socketFd);
+    EXPECT_EQ(2, client_.checkPingResponse());
+    EXPECT_EQ(1, ping(client_, ""));
+    EXPECT_EQ(1, ping(client_, "203.0.113.1"));  // no route
+    sendOneLess = true;
+    EXPECT_EQ(1, ping(client_));
+    refuseOption = true;
+    EXPECT_EQ(1, ping(client_));
+    EXPECT_NE(-1, fieldsOf(client_).socketFd);
+    refuseOption = sendOneLess = false;
+    EXPECT_EQ(0, ping(client_));
+    // Each try counted.
+    EXPECT_EQ(static_cast<uint16_t>(before + 7), fieldsOf(client_).sequenceNumber);
+    EXPECT_TRUE(holdsWithout(CAP_NET_RAW, [] {
+        PingClient client;
+        return ping(client) == 1 && client.checkPingResponse() == 3;
+    }));
+}
+
+TEST_F(EchoClient, OverridesAreCalled) {
+    EXPECT_EQ(2u, virtualSlot(&PingClient::sendSimplePing));
+    EXPECT_EQ(3u, virtualSlot(&PingClient::checkPingResponse));
+    EXPECT_EQ(4u, virtualSlot(&PingClient::cleanup));
+    EXPECT_EQ(5u, virtualSlot(&PingClient::checksum));
+    class Counting : public PingClient {
+      public:
+        void cleanup() override {
+            ++cleanups;
+            PingClient::cleanup();
+        }
+        unsigned short checksum(unsigned short* data, int length) const override {
+            lengths += std::to_string(length) + " ";
+            seen.assign(reinterpret_cast<const char*>(data), static_cast<size_t>(length));
+            return 0x5858;
+        }
+        int cleanups = 0;
+        mutable std::string lengths;
+        mutable Bytes seen;
+    } client;
+    ping(client);
+    EXPECT_EQ(1, client.cleanups);
+    EXPECT_EQ("8 28 ", client.lengths);
+    // The second call saw the result of the first, and zeros where its own goes.
+    Bytes expected =
+        packet(8, fieldsOf(client).identifier, fieldsOf(client).sequenceNumber, NEAR_IP, FAR_IP);
+    EXPECT_EQ(expected.replace(10, 2, 2, '\0').replace(22, 2, "XX"), client.seen);
+    EXPECT_EQ(expected.replace(10, 2, "XX"), lastPacket);
+}
+
+TEST_F(EchoClient, Checksum) {
+    alignas(2) char buffer[600];
+    std::mt19937 random(5);
+    for (size_t n = 0; n < 500; ++n) {
+        // Also at odd addresses, and with bytes that make many carries.
+        char* const at = buffer + n % 3;
+        for (size_t i = 0; i < n; ++i)
+            at[i] = static_cast<char>(n % 4 == 0 ? 0xFF : random() & 0xFF);
+        const auto sum = [&](size_t length) {
+            void* const data = at;
+            const unsigned short result =
+                client_.checksum(static_cast<unsigned short*>(data), static_cast<int>(length));
+            return Bytes(reinterpret_cast<const char*>(&result), sizeof result);
+        };
+        const Bytes result = sum(n);
+        EXPECT_EQ(internetChecksum(Bytes(at, n)), result) << n;
+        memcpy(at + n, result.data(), 2);
+        if (n % 2 != 0) continue;  // the checksum must lie on a word of the sum
+        EXPECT_EQ(Bytes(2, '\0'), sum(n + 2)) << n;
+    }
+    unsigned short carries[] = {0xFFFF, 0xFFFF, 0x0001};  // a carry out of folding the carry in
+    EXPECT_EQ(0xFFFE, client_.checksum(carries, 6));
+    EXPECT_EQ(number(0x220D),
+              internetChecksum(Bytes("\0\1\xF2\3\xF4\xF5\xF6\xF7", 8)));  // RFC 1071
+}
+
+}  // namespace
