@@ -67,9 +67,9 @@ class VELUTILS_API PingClient {
     virtual unsigned short checksum(unsigned short* data, int length) const;
 
   private:
-    int socketFd_;  // -1 for none
-    uint16_t identifier_;
-    uint16_t sequenceNumber_;  // of the last request
+    int socketFd;  // -1 for none
+    uint16_t identifier;
+    uint16_t sequenceNumber;  // of the last request
 };
 
 static_assert(sizeof(PingClient) == sizeof(void*) + 8, "virtual table, socket, two numbers");

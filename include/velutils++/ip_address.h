@@ -42,9 +42,9 @@ class VELUTILS_API IpAddress {
 
     // An argument that cannot be used, or two of which one cannot, gives the empty value.
     IpAddress();
-    IpAddress(unsigned long address, unsigned long mask);
-    IpAddress(String const& text);                         // as setIpAddrAsString
-    IpAddress(String const& address, String const& mask);  // the mask beats a /prefix of address
+    IpAddress(unsigned long addressWord, unsigned long maskWord);
+    IpAddress(String const& text);                                 // as setIpAddrAsString
+    IpAddress(String const& addressText, String const& maskText);  // the mask beats a /prefix
     IpAddress(IpAddress const& other);
     IpAddress& operator=(IpAddress const& other);
     ~IpAddress();
@@ -68,19 +68,19 @@ class VELUTILS_API IpAddress {
     // of them looks at the family. Setting an address leaves the mask alone.
     unsigned long& getV4IpAddrAsBinaryUInt32(unsigned long& out) const;
     unsigned long getV4IpAddrAsBinaryUInt32() const;
-    int setV4IpAddrAsBinaryUInt32(unsigned long address);
+    int setV4IpAddrAsBinaryUInt32(unsigned long word);
     unsigned long& getV4NetAddrAsBinaryUInt32(unsigned long& out) const;
     unsigned long getV4NetAddrAsBinaryUInt32() const;
     unsigned long& getV4NetMaskAsBinaryUInt32(unsigned long& out) const;
     unsigned long getV4NetMaskAsBinaryUInt32() const;
-    int setV4NetMaskAsBinaryUInt32(unsigned long mask);
+    int setV4NetMaskAsBinaryUInt32(unsigned long word);
 
     // Stubs: these return out and write nothing, or return -1.
     unsigned char* getV6IpAddrAsBinaryString(unsigned char* out) const;
     unsigned char* getV6NetAddrAsBinaryString(unsigned char* out) const;
     unsigned char* getV6NetMaskAsBinaryString(unsigned char* out) const;
-    int setV6IpAddrAsBinaryString(unsigned char const* address);
-    int setV6NetMaskAsBinaryString(unsigned char const* mask);
+    int setV6IpAddrAsBinaryString(unsigned char const* bytes);
+    int setV6NetMaskAsBinaryString(unsigned char const* bytes);
 
     // Prefix lengths. 0 is what a value without a family has; setting one needs a family.
     unsigned long& getNetMaskSize(unsigned long& size) const;
@@ -89,8 +89,8 @@ class VELUTILS_API IpAddress {
     // Whether the mask is contiguous, and its number of leading one bits, which is stored for a
     // mask that is not contiguous as well. A value without a family leaves size alone.
     bool isMaskValid(unsigned long& size) const;
-    static bool s_isV4MaskValid(unsigned long mask, unsigned long& size);
-    static bool s_isV6MaskValid(char const* mask, unsigned long const& size);  // stub: false
+    static bool s_isV4MaskValid(unsigned long maskWord, unsigned long& size);
+    static bool s_isV6MaskValid(char const* bytes, unsigned long const& size);  // stub: false
 
     // The pieces of the grammar. Each reads at pos and moves pos past what it consumed; outside
     // the text stands NUL. A number of more digits than expected ends after the third (or second).
@@ -133,12 +133,12 @@ class VELUTILS_API IpAddress {
 
     VELUTILS_LOCAL bool isV4() const;
     VELUTILS_LOCAL bool addressMatches(uint32_t bits, uint32_t value) const;
-    VELUTILS_LOCAL void store(uint32_t address, uint32_t mask);
+    VELUTILS_LOCAL void store(uint32_t addressWord, uint32_t maskWord);
 
     // IPv4 lives in the first element. The others stay 0 (address) and all ones (mask).
-    uint32_t family_;
-    uint32_t address_[4];
-    uint32_t mask_[4];
+    uint32_t family;
+    uint32_t address[4];
+    uint32_t mask[4];
 };
 
 // All of family, address and mask.

@@ -88,9 +88,9 @@ bool isReply(const unsigned char* packet, size_t received, uint16_t identifier,
 }  // namespace
 
 PingClient::PingClient()
-    : socketFd_(-1),
-      identifier_(static_cast<uint16_t>(rand())),
-      sequenceNumber_(static_cast<uint16_t>(rand())) {}
+    : socketFd(-1),
+      identifier(static_cast<uint16_t>(rand())),
+      sequenceNumber(static_cast<uint16_t>(rand())) {}
 
 PingClient::~PingClient() {
     PingClient::cleanup();
@@ -98,12 +98,12 @@ PingClient::~PingClient() {
 
 int PingClient::sendSimplePing(String const& host, String const& source) {
     cleanup();
-    ++sequenceNumber_;
+    ++sequenceNumber;
 
-    socketFd_ = socket(AF_INET, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_ICMP);
-    if (socketFd_ == -1) return 1;
+    socketFd = socket(AF_INET, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_ICMP);
+    if (socketFd == -1) return 1;
     const int headerIncluded = 1;
-    if (setsockopt(socketFd_, IPPROTO_IP, IP_HDRINCL, &headerIncluded, sizeof headerIncluded) != 0)
+    if (setsockopt(socketFd, IPPROTO_IP, IP_HDRINCL, &headerIncluded, sizeof headerIncluded) != 0)
         return 1;
 
     struct sockaddr_in to = {};
@@ -113,15 +113,14 @@ int PingClient::sendSimplePing(String const& host, String const& source) {
     // Declared as what checksum() takes, so that an override may read it as that.
     unsigned short words[REQUEST / sizeof(unsigned short)] = {};
     unsigned char* const packet = reinterpret_cast<unsigned char*>(words);
-    fillRequest(packet, inet_addr(source.buffer()), to.sin_addr.s_addr, identifier_,
-                sequenceNumber_);
+    fillRequest(packet, inet_addr(source.buffer()), to.sin_addr.s_addr, identifier, sequenceNumber);
     unsigned short sum = checksum(words + IP_HEADER / sizeof *words, ICMP_HEADER);
     memcpy(packet + IP_HEADER + ICMP_CHECKSUM_AT, &sum, sizeof sum);
     // With its checksum in place the ICMP part adds nothing to that of the header.
     sum = checksum(words, REQUEST);
     memcpy(packet + IP_CHECKSUM_AT, &sum, sizeof sum);
 
-    const ssize_t sent = sendto(socketFd_, packet, REQUEST, 0,
+    const ssize_t sent = sendto(socketFd, packet, REQUEST, 0,
                                 reinterpret_cast<const struct sockaddr*>(&to), sizeof to);
     return sent == static_cast<ssize_t>(REQUEST) ? 0 : 1;
 }
@@ -131,18 +130,17 @@ int PingClient::checkPingResponse() {
     for (;;) {
         struct sockaddr_in from;
         socklen_t fromLength = sizeof from;
-        const ssize_t n = recvfrom(socketFd_, packet, sizeof packet, MSG_DONTWAIT,
+        const ssize_t n = recvfrom(socketFd, packet, sizeof packet, MSG_DONTWAIT,
                                    reinterpret_cast<struct sockaddr*>(&from), &fromLength);
         if (n == -1) return errno == EAGAIN ? 2 : 3;
-        if (n > 0 && isReply(packet, static_cast<size_t>(n), identifier_, sequenceNumber_))
-            return 0;
+        if (n > 0 && isReply(packet, static_cast<size_t>(n), identifier, sequenceNumber)) return 0;
     }
 }
 
 void PingClient::cleanup() {
-    if (socketFd_ == -1) return;
-    close(socketFd_);
-    socketFd_ = -1;
+    if (socketFd == -1) return;
+    close(socketFd);
+    socketFd = -1;
 }
 
 unsigned short PingClient::checksum(unsigned short* data, int length) const {

@@ -111,9 +111,9 @@ IpAddress::IpAddress() {
     init();
 }
 
-IpAddress::IpAddress(unsigned long address, unsigned long mask) {
+IpAddress::IpAddress(unsigned long addressWord, unsigned long maskWord) {
     init();
-    if (setV4NetMaskAsBinaryUInt32(mask) == 0) setV4IpAddrAsBinaryUInt32(address);
+    if (setV4NetMaskAsBinaryUInt32(maskWord) == 0) setV4IpAddrAsBinaryUInt32(addressWord);
 }
 
 IpAddress::IpAddress(String const& text) {
@@ -121,9 +121,9 @@ IpAddress::IpAddress(String const& text) {
     setIpAddrAsString(text);
 }
 
-IpAddress::IpAddress(String const& address, String const& mask) {
+IpAddress::IpAddress(String const& addressText, String const& maskText) {
     init();
-    if (setIpAddrAsString(address) != 0 || setNetMaskAsString(mask) != 0) init();
+    if (setIpAddrAsString(addressText) != 0 || setNetMaskAsString(maskText) != 0) init();
 }
 
 IpAddress::IpAddress(IpAddress const& other) = default;
@@ -131,9 +131,9 @@ IpAddress& IpAddress::operator=(IpAddress const& other) = default;
 IpAddress::~IpAddress() = default;
 
 void IpAddress::init() {
-    family_ = NO_FAMILY;
-    memset(address_, 0, sizeof address_);
-    memset(mask_, 0xFF, sizeof mask_);
+    family = NO_FAMILY;
+    memset(address, 0, sizeof address);
+    memset(mask, 0xFF, sizeof mask);
 }
 
 bool IpAddress::isEmpty() const {
@@ -141,8 +141,8 @@ bool IpAddress::isEmpty() const {
 }
 
 bool operator==(IpAddress const& a, IpAddress const& b) {
-    return a.family_ == b.family_ && memcmp(a.address_, b.address_, sizeof a.address_) == 0 &&
-           memcmp(a.mask_, b.mask_, sizeof a.mask_) == 0;
+    return a.family == b.family && memcmp(a.address, b.address, sizeof a.address) == 0 &&
+           memcmp(a.mask, b.mask, sizeof a.mask) == 0;
 }
 
 bool operator!=(IpAddress const& a, IpAddress const& b) {
@@ -150,13 +150,13 @@ bool operator!=(IpAddress const& a, IpAddress const& b) {
 }
 
 bool IpAddress::isV4() const {
-    return family_ == IPV4;
+    return family == IPV4;
 }
 
-void IpAddress::store(uint32_t address, uint32_t mask) {
-    family_ = IPV4;
-    address_[0] = address;
-    mask_[0] = mask;
+void IpAddress::store(uint32_t addressWord, uint32_t maskWord) {
+    family = IPV4;
+    address[0] = addressWord;
+    mask[0] = maskWord;
 }
 
 // Text
@@ -164,39 +164,39 @@ void IpAddress::store(uint32_t address, uint32_t mask) {
 int IpAddress::setIpAddrAsString(String const& text) {
     const char* p = text.buffer();
     const char* const end = p + text.length();
-    uint32_t address;
+    uint32_t word;
     uint32_t size;
-    if (!readQuad(p, address)) return -1;
+    if (!readQuad(p, word)) return -1;
     if (p == end) {
-        store(address, mask_[0]);
+        store(word, mask[0]);
         return 0;
     }
     if (!readPrefix(p, size) || p != end) return -1;
-    store(address, prefixMask(size));
+    store(word, prefixMask(size));
     return 0;
 }
 
 int IpAddress::setNetMaskAsString(String const& text) {
     const char* p = text.buffer();
     const char* const end = p + text.length();
-    uint32_t mask;
-    if (!readQuad(p, mask) || p != end) return -1;
-    return setV4NetMaskAsBinaryUInt32(mask);
+    uint32_t word;
+    if (!readQuad(p, word) || p != end) return -1;
+    return setV4NetMaskAsBinaryUInt32(word);
 }
 
 String& IpAddress::getIpAddrAsString(String& out) const {
     if (!isV4()) return out = String::EMPTY();
-    return printQuad(address_[0], out);
+    return printQuad(address[0], out);
 }
 
 String& IpAddress::getNetMaskAsString(String& out) const {
     if (!isV4()) return out = String::EMPTY();
-    return printQuad(mask_[0], out);
+    return printQuad(mask[0], out);
 }
 
 String& IpAddress::getNetAddressAsString(String& out) const {
     if (!isV4()) return out = String::EMPTY();
-    return printQuad(address_[0] & mask_[0], out);
+    return printQuad(address[0] & mask[0], out);
 }
 
 bool IpAddress::s_getV4IpAddrTokenOfString(String const& text, long& pos, unsigned long& value) {
@@ -220,15 +220,15 @@ bool IpAddress::s_getEndOfString(String const& text, long pos) {
 // Words
 
 unsigned long& IpAddress::getV4IpAddrAsBinaryUInt32(unsigned long& out) const {
-    return out = address_[0];
+    return out = address[0];
 }
 
 unsigned long IpAddress::getV4IpAddrAsBinaryUInt32() const {
-    return address_[0];
+    return address[0];
 }
 
-int IpAddress::setV4IpAddrAsBinaryUInt32(unsigned long address) {
-    store(static_cast<uint32_t>(address), mask_[0]);
+int IpAddress::setV4IpAddrAsBinaryUInt32(unsigned long word) {
+    store(static_cast<uint32_t>(word), mask[0]);
     return 0;
 }
 
@@ -237,20 +237,20 @@ unsigned long& IpAddress::getV4NetAddrAsBinaryUInt32(unsigned long& out) const {
 }
 
 unsigned long IpAddress::getV4NetAddrAsBinaryUInt32() const {
-    return address_[0] & mask_[0];
+    return address[0] & mask[0];
 }
 
 unsigned long& IpAddress::getV4NetMaskAsBinaryUInt32(unsigned long& out) const {
-    return out = mask_[0];
+    return out = mask[0];
 }
 
 unsigned long IpAddress::getV4NetMaskAsBinaryUInt32() const {
-    return mask_[0];
+    return mask[0];
 }
 
-int IpAddress::setV4NetMaskAsBinaryUInt32(unsigned long mask) {
-    if (!isContiguous(static_cast<uint32_t>(mask))) return -1;
-    store(address_[0], static_cast<uint32_t>(mask));
+int IpAddress::setV4NetMaskAsBinaryUInt32(unsigned long word) {
+    if (!isContiguous(static_cast<uint32_t>(word))) return -1;
+    store(address[0], static_cast<uint32_t>(word));
     return 0;
 }
 
@@ -281,21 +281,21 @@ unsigned long& IpAddress::getNetMaskSize(unsigned long& size) const {
 }
 
 unsigned long IpAddress::getNetMaskSize() const {
-    return isV4() ? leadingOnes(mask_[0]) : 0;
+    return isV4() ? leadingOnes(mask[0]) : 0;
 }
 
 int IpAddress::setNetMaskSize(unsigned long size) {
     if (!isV4() || size >= PREFIX_LIMIT) return -1;
-    mask_[0] = prefixMask(static_cast<uint32_t>(size));
+    mask[0] = prefixMask(static_cast<uint32_t>(size));
     return 0;
 }
 
 bool IpAddress::isMaskValid(unsigned long& size) const {
-    return isV4() && s_isV4MaskValid(mask_[0], size);
+    return isV4() && s_isV4MaskValid(mask[0], size);
 }
 
-bool IpAddress::s_isV4MaskValid(unsigned long mask, unsigned long& size) {
-    const uint32_t word = static_cast<uint32_t>(mask);
+bool IpAddress::s_isV4MaskValid(unsigned long maskWord, unsigned long& size) {
+    const uint32_t word = static_cast<uint32_t>(maskWord);
     size = leadingOnes(word);
     return isContiguous(word);
 }

@@ -36,7 +36,7 @@ SubnetRole subnetRole(IpAddress const& value) {
 }  // namespace
 
 bool IpAddress::addressMatches(uint32_t bits, uint32_t value) const {
-    return isV4() && (address_[0] & bits) == value;
+    return isV4() && (address[0] & bits) == value;
 }
 
 bool IpAddress::isV4ClassA() const {
@@ -72,11 +72,11 @@ bool IpAddress::isLocalGroup() const {
 }
 
 bool IpAddress::isHostType() const {
-    return isV4ClassABC() && (address_[0] & FIRST_OCTET) != 0 && mask_[0] == 0xFFFFFFFF;
+    return isV4ClassABC() && (address[0] & FIRST_OCTET) != 0 && mask[0] == 0xFFFFFFFF;
 }
 
 bool IpAddress::isDefGwType() const {
-    return isV4() && address_[0] == 0 && mask_[0] == 0;
+    return isV4() && address[0] == 0 && mask[0] == 0;
 }
 
 bool IpAddress::isNetType() const {
@@ -100,5 +100,5 @@ bool IpAddress::isValidAddress() const {
 }
 
 bool IpAddress::contains(IpAddress const& other) const {
-    return isV4() && ((other.address_[0] ^ address_[0]) & mask_[0]) == 0;
+    return isV4() && ((other.address[0] ^ address[0]) & mask[0]) == 0;
 }
