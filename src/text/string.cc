@@ -214,6 +214,7 @@ String& String::operator=(char ch) {
 
 void String::internalConcat(const char* p, long n) {
     const long old = buffer_->length_;
+    if (n > LONGEST_TEXT - old) return;
     const long long length = static_cast<long long>(old) + n;
     if (!mayWrite(length)) {
         take(buildBuffer(length, old, buffer_->text(), n, p));
