@@ -6,7 +6,7 @@
 // the offset, how many are stored and how many no longer fit; the emitters only produce runs.
 // Measuring is storing with the largest size and without writing.
 //
-// Tested by text_test.cc.
+// Tested by format_test.cc.
 
 #include "format_internal.h"
 
@@ -146,7 +146,7 @@ void emitInteger(Output& out, const Directive& directive, Value value, unsigned 
     const long long n = end - first;
 
     long long precision = directive.precision;
-    // A precision that was given has cancelled the zero padding.
+    // A precision that was given cancels the zero padding.
     if (directive.has(ZERO) && precision < 0)
         precision = static_cast<long long>(directive.width) - prefix.length;
     const long long zeros = precision > n ? precision - n : 0;
@@ -208,9 +208,7 @@ void storePosition(const Output& out, const Directive& directive, void* target) 
         memcpy(target, &position, sizeof position);
 }
 
-void convert(Output& out, Directive directive, Arguments& arguments) {
-    if (strchr("diuoxXp", directive.conversion) != nullptr && directive.precision >= 0)
-        directive.flags &= ~unsigned{ZERO};
+void convert(Output& out, const Directive& directive, Arguments& arguments) {
     switch (directive.conversion) {
         case 'd':
         case 'i':

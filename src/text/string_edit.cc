@@ -103,13 +103,9 @@ void String::insertBytes(long position, const char* inserted, long long n) {
     }
     char* const gap = text + position;
     memmove(gap + n, gap, static_cast<size_t>(old - position));
-    // What is inserted may lie in this text: the part of it behind the gap has just moved.
-    const bool inside = inserted >= text && inserted <= text + old;
-    const long long unmoved = !inside || inserted + n <= gap ? n
-                              : inserted < gap               ? gap - inserted
-                                                             : 0;
-    memmove(gap, inserted, static_cast<size_t>(unmoved));
-    memmove(gap + unmoved, inserted + unmoved + n, static_cast<size_t>(n - unmoved));
+    // What is inserted may lie in this text: behind the gap it has just moved.
+    const bool moved = inserted >= gap && inserted <= text + old;
+    memmove(gap, moved ? inserted + n : inserted, static_cast<size_t>(n));
     buffer_->setLength(static_cast<long>(old + n));
 }
 
