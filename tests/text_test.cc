@@ -1,23 +1,634 @@
 // SPDX-License-Identifier: MIT
+//
+// String. Editing is a table run in three ways (alone, shared, with the heap refusing), searching
+// and comparing are exhaustive over short texts against naive models, and random programs edit
+// Strings that share buffers. Where an allocation cannot be refused nothing may be allocated.
 
 #include <velutils++/text.h>
 
 #include <gtest/gtest.h>
+#include <limits.h>
+#include <string.h>
+
+#include <algorithm>
+#include <map>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
 
 #include "tests/support/allocations.h"
 
 namespace {
 
-TEST(StringAllocation, RefusedConstructionGivesTheEmptyText) {
+using std::string_literals::operator""s;
+typedef String::StringBuffer Buffer;
+
+const char* const null = nullptr;
+const String abc("abc");
+const String hello("hello");
+
+const Buffer* bufferOf(const String& s) {
+    return reinterpret_cast<const Buffer*>(s.buffer()) - 1;
+}
+
+// The text, after a look at what always holds.
+std::string textOf(const String& s) {
+    EXPECT_EQ('\0', s.buffer()[s.length()]);
+    EXPECT_LE(s.length(), bufferOf(s)->capacity());
+    return std::string(s.buffer(), static_cast<size_t>(s.length()));
+}
+
+String make(const std::string& text, long room = 0) {
+    String s("", room);
+    s.concat(text.data(), static_cast<long>(text.size()));
+    return s;
+}
+
+TEST(StringBuffer, Sizes) {
+    const long rows[][2] = {{0, 7},     {7, 7},     {8, 23},    {119, 119}, {120, 135},
+                            {127, 135}, {128, 191}, {191, 191}, {192, 255}};
+    for (const auto& row : rows) EXPECT_EQ(row[1], Buffer::NEAREST_VALID_STRING_LENGTH(row[0]));
+    for (long n = 0; n < 2000; ++n) {
+        long fit = n;
+        while (n <= 127 ? fit % 16 != 7 : fit % 64 != 63) ++fit;
+        EXPECT_EQ(fit, Buffer::NEAREST_VALID_STRING_LENGTH(n)) << n;
+    }
+    EXPECT_EQ(INT32_MAX, Buffer::NEAREST_VALID_STRING_LENGTH(INT32_MAX));
+}
+
+TEST(StringBuffer, ConstructorsAndCounting) {
     const long before = allocations::outstanding();
-    {
-        allocations::Refusal refusal(1);
-        const String s("some text");
-        EXPECT_TRUE(refusal.happened());
-        EXPECT_EQ(0, s.length());
-        EXPECT_EQ(String().buffer(), s.buffer());
+    Buffer* const two = new (9) Buffer(9, 2, "abX", 3, "cdeX");
+    const struct {
+        Buffer* buffer;
+        const char* text;
+        long capacity;
+    } rows[] = {
+        {new (0) Buffer(), "", 0},
+        {new (5) Buffer(5), "", 5},
+        {new (7) Buffer(7, 'x'), "x", 7},
+        {new (4) Buffer(4, 3, "abcX"), "abc", 4},
+        {new (8) Buffer(8, 1, "aX", 2, "bcX", 3, "defX"), "abcdef", 8},
+        {new (9) Buffer(*two), "abcde", 9},
+        {two, "abcde", 9},
+    };
+    for (const auto& row : rows) {
+        EXPECT_STREQ(row.text, reinterpret_cast<const char*>(row.buffer + 1));
+        EXPECT_EQ(row.capacity, row.buffer->capacity());
+        EXPECT_FALSE(row.buffer->hasMultipleReferers());
+        row.buffer->link();
+        EXPECT_TRUE(row.buffer->hasMultipleReferers());
+        row.buffer->drop();
+        EXPECT_FALSE(row.buffer->hasMultipleReferers());
+        row.buffer->drop();
     }
     EXPECT_EQ(before, allocations::outstanding());
+}
+
+template <class... Strings>
+void expectEmpty(const Strings&... strings) {
+    for (const Buffer* buffer : {bufferOf(strings)...}) EXPECT_EQ(Buffer::EMPTY(), buffer);
+}
+
+TEST(StringBuffer, EmptyTextsShareOneWithoutTheHeap) {
+    const long before = allocations::requests();
+    expectEmpty(String(), String::EMPTY(), String() + "" + null + '\0' + String(), String('\0'),
+                String(null), String(""), String(null, 5), String(null, 0, 1), String("abc", 5, 1),
+                String("abc", 1, 0), String("abc", 1, LONG_MIN), String::stringOf('\0'),
+                hello.substring(5), hello.substring(-1), hello.substring(3, 3),
+                hello.substring(5, 9), hello.substring(LONG_MIN, 0));
+    EXPECT_EQ(before, allocations::requests());
+    expectEmpty(String("abc", LONG_MAX));  // as if refused
+    EXPECT_EQ(0, Buffer::EMPTY()->capacity());
+    EXPECT_TRUE(Buffer::EMPTY()->hasMultipleReferers());
+    EXPECT_EQ("", textOf(String()));
+}
+
+#define VALUE(expression) #expression, []() -> String { return expression; }
+struct Value {
+    const char* name;
+    String (*make)();
+    std::string text;
+    long capacity;
+    std::string refused;  // the text when an allocation is refused
+};
+const Value VALUES[] = {
+    {VALUE(String('a')), "a", 7, ""},
+    {VALUE(String("12345678")), "12345678", 23, ""},
+    {VALUE(String("", 0)), "", 7, ""},
+    {VALUE(String("abc", 100)), "abc", 103, ""},
+    {VALUE(String("12345678", 2)), "12345678", 23, ""},  // reserving never shortens
+    {VALUE(String("hello", -5, 3)), "hel", 7, ""},
+    {VALUE(String("abc", 1, 100)), "bc", 7, ""},
+    {VALUE(String("abc", LONG_MIN, LONG_MAX)), "abc", 7, ""},
+    {VALUE(abc + ""), "abc", 7, "abc"},
+    {VALUE(abc + "d"), "abcd", 7, "abc"},
+    {VALUE(abc + 'd'), "abcd", 7, "abc"},
+    {VALUE(abc + hello), "abchello", 23, "abc"},
+    {VALUE(String::stringOf(true)), "true", 7, ""},
+    {VALUE(String::stringOf(false)), "false", 7, ""},
+    {VALUE(String::stringOf('c')), "c", 7, ""},
+    {VALUE(String::stringOf("hello", 1, 3)), "ell", 7, ""},
+    {VALUE(String::stringOf(-5L)), "-5", 7, ""},
+    {VALUE(String::stringOf(LONG_MIN)), std::to_string(LONG_MIN), 23, ""},
+    {VALUE(String::stringOf(4294967295UL)), "4294967295", 23, ""},
+    {VALUE(String::stringOf(reinterpret_cast<void*>(0x1234))), "0x1234", 7, ""},
+    {VALUE(hello.substring(1)), "ello", 7, ""},
+    {VALUE(hello.substring(0)), "hello", 7, ""},  // not a shared buffer
+    {VALUE(hello.substring(1, 3)), "el", 7, ""},
+    {VALUE(hello.substring(3, LONG_MAX)), "lo", 7, ""},
+    {VALUE(hello.substring(-2, 2)), "he", 7, ""},
+};
+
+TEST(String, ValuesAndTheirBuffers) {
+    for (const Value& row : VALUES) {
+        SCOPED_TRACE(row.name);
+        const String value = row.make();
+        EXPECT_EQ(row.text, textOf(value));
+        EXPECT_EQ(row.capacity, bufferOf(value)->capacity());
+        const long before = allocations::outstanding();
+        for (long n = 1;; ++n) {
+            allocations::Refusal refusal(n);
+            const String refused = row.make();
+            if (!refusal.happened()) break;
+            EXPECT_EQ(row.refused, std::string(refused.buffer()));
+            EXPECT_EQ(row.refused.empty(), bufferOf(refused) == Buffer::EMPTY());
+        }
+        EXPECT_EQ(before, allocations::outstanding());
+    }
+    EXPECT_EQ("xabc", textOf('x' + abc));
+    EXPECT_EQ("xabc", textOf("x" + abc));
+    EXPECT_EQ("abc", textOf(null + abc));
+    EXPECT_EQ(bufferOf(abc), bufferOf(abc + ""));
+    const String nul = make("a\0bc"s);
+    EXPECT_EQ("bc", textOf(nul.substring(2)));   // reads on behind the NUL,
+    EXPECT_EQ("", textOf(nul.substring(2, 4)));  // but with an end the text stops at it
+    EXPECT_EQ("a", textOf(nul.substring(0, 4)));
+}
+
+TEST(String, ReadAccess) {
+    EXPECT_EQ('h', hello[0]);
+    EXPECT_EQ('o', hello[4]);
+    for (const long i : {-1L, 5L, LONG_MIN, LONG_MAX}) EXPECT_EQ('\0', hello[i]);
+    String s("x");
+    EXPECT_EQ(&s, &*s);
+    EXPECT_EQ(&hello, &*hello);
+    const struct {
+        long begin, end, count;
+        const char* want;
+    } rows[] = {{2, 1, 0, "......."},  {-3, 100, 5, "hello.."},
+                {1, 3, 2, "el....."},  {5, 9, 0, "......."},
+                {9, 12, 0, "......."}, {-3, -1, 0, "......."},
+                {0, 5, 5, "hello.."},  {LONG_MIN, LONG_MAX, 5, "hello.."}};
+    for (const auto& row : rows) {
+        char dst[] = ".......";
+        EXPECT_EQ(row.count, hello.getChars(row.begin, row.end, dst));
+        EXPECT_STREQ(row.want, dst);
+    }
+    EXPECT_EQ(0, hello.getChars(0, 5, nullptr));
+    const char* const numbers[] = {"42", "0x1F",     "0X1f", "010", "09",         "abc",
+                                   "",   " \t-7abc", "+3 4", "-",   "2147483647", "-2147483648"};
+    const long values[] = {42, 31, 31, 8, 0, -1, -1, -7, 3, -1, INT32_MAX, INT32_MIN};
+    for (size_t i = 0; i < std::size(values); ++i)
+        EXPECT_EQ(values[i], String(numbers[i]).toInteger()) << numbers[i];
+}
+
+// What becomes of the buffer: it stays, a new one is sized for the text, it is copied with its
+// capacity, or the shared empty one is taken.
+enum Fate { STAYS, RESIZED, COPIED, EMPTIED };
+#define DO(action) [](String& s) { action; }
+#define EDIT(action) #action, DO(action)
+struct Edit {
+    const char* name;
+    void (*edit)(String& s);
+    std::string before;
+    long room;
+    std::string after;
+    Fate alone;
+    Fate shared;
+};
+const std::string spaces(597, ' ');
+const Edit EDITS[] = {
+    {EDIT(s = "xy"), "abc", 100, "xy", STAYS, RESIZED},
+    {EDIT(s = ""), "abc", 100, "", STAYS, RESIZED},
+    {EDIT(s = "12345678"), "abc", 0, "12345678", RESIZED, RESIZED},
+    {EDIT(s = s.buffer() + 1), "abc", 0, "bc", STAYS, RESIZED},
+    {EDIT(s = null), "abc", 100, "", EMPTIED, EMPTIED},
+    {EDIT(s = '\0'), "abc", 100, "", EMPTIED, EMPTIED},
+    {EDIT(s = 'x'), "abc", 100, "x", RESIZED, RESIZED},  // even when it would fit
+    {EDIT(s = String::EMPTY()), "abc", 100, "", EMPTIED, EMPTIED},
+
+    {EDIT(s += "defg"), "abc", 0, "abcdefg", STAYS, RESIZED},
+    {EDIT(s += 'h'), "abcdefg", 0, "abcdefgh", RESIZED, RESIZED},
+    {EDIT(s += *s), "ab", 0, "abab", STAYS, RESIZED},
+    {EDIT(s += *s), "abcd", 0, "abcdabcd", RESIZED, RESIZED},
+    {EDIT(s += s.buffer() + 1), "abcd", 0, "abcdbcd", STAYS, RESIZED},
+    {EDIT(s.concat(hello)), "abc", 100, "abchello", STAYS, RESIZED},
+    {EDIT(s.concat("x\0y", 3)), "a", 0, "ax\0y"s, STAYS, RESIZED},
+    {EDIT(s.internalConcat(s.buffer(), 2)), "abc", 0, "abcab", STAYS, RESIZED},
+
+    {EDIT(s.replace('a', 'o')), "banana", 100, "bonono", STAYS, COPIED},
+    {EDIT(s.replace('x', 'y')), "abc", 100, "abc", STAYS, COPIED},  // no match, yet copied
+    {EDIT(s.replace('\0', '-')), "a\0b\0"s, 0, "a-b-", STAYS, COPIED},
+    {EDIT(s.toUpperCase()), "abc-\xc4yz@[`{\0q"s, 100, "ABC-\xc4YZ@[`{\0Q"s, STAYS, COPIED},
+    {EDIT(s.toLowerCase()), "ABC-\xe4YZ@[`{\0Q"s, 100, "abc-\xe4yz@[`{\0q"s, STAYS, COPIED},
+
+    {EDIT(s.trim()), "\t\n\v\f\r  ", 0, "", EMPTIED, EMPTIED},
+    {EDIT(s.trim()), "", 100, "", EMPTIED, EMPTIED},
+    {EDIT(s.trim()), "a b", 0, "a b", STAYS, STAYS},
+    {EDIT(s.trim()), "\rab\v", 100, "ab", STAYS, RESIZED},
+    {EDIT(s.trim()), "\bab\x0e", 0, "\bab\x0e", STAYS, STAYS},
+    {EDIT(s.trim()), " \0 "s, 0, "\0"s, STAYS, RESIZED},
+
+    {EDIT(s.deleteRegion(2)), "hello", 100, "he", STAYS, RESIZED},
+    {EDIT(s.deleteRegion(-3)), "hello", 100, "", STAYS, RESIZED},
+    {EDIT(s.deleteRegion(1, 3)), "hello", 100, "hlo", STAYS, RESIZED},
+    {EDIT(s.deleteRegion(-2, 2)), "hello", 100, "llo", STAYS, RESIZED},
+    {EDIT(s.deleteRegion(3, LONG_MAX)), "hello", 100, "hel", STAYS, RESIZED},
+
+    {EDIT(s.insert(0, "ab")), "cd", 0, "abcd", STAYS, RESIZED},
+    {EDIT(s.insert(1, hello)), "cde", 0, "chellode", RESIZED, RESIZED},
+    {EDIT(s.insert(2, 'x')), "cd", 0, "cdx", STAYS, RESIZED},
+    {EDIT(s.insert(1, s)), "abc", 0, "aabcbc", STAYS, RESIZED},
+    {EDIT(s.insert(1, s)), "a\0b"s, 0, "aa\0b\0b"s, STAYS, RESIZED},
+
+    // Measured by the library's engine, rendered by the platform's; the text may be an argument.
+    {EDIT(s.format("%d-%s", 42, s.buffer())), "abcdef", 0, "42-abcdef", RESIZED, RESIZED},
+    {EDIT(s.format("%600s", s.buffer())), "abc", 700, spaces + "abc", STAYS, RESIZED},
+    {EDIT(s.format("%s", "")), "abc", 100, "", EMPTIED, EMPTIED},
+    {EDIT(s.concatf("%s%c", s.buffer(), 'x')), "abcd", 0, "abcdabcdx", RESIZED, RESIZED},
+    {EDIT(s.concatf("%lu.%hd", 4294967295UL, 65535)), "a", 100, "a4294967295.-1", STAYS, RESIZED},
+    {EDIT(s.format("%p", nullptr)), "abc", 0, "(ni", STAYS, RESIZED},         // 0x0 by measure
+    {EDIT(s.format("%f", 1.5)), "abc", 0, "1", STAYS, RESIZED},               // f by measure
+    {EDIT(s.format("%hhd%hhd", 5, 6)), "abc", 0, "56\0\0"s, STAYS, RESIZED},  // hdhd by measure
+    {EDIT(s.concatf("%.0d", 0)), "abc", 0, "abc\0"s, STAYS, RESIZED},         // 0 by measure
+};
+
+void checkFate(Fate fate, const String& s, const Buffer* old, long oldCapacity) {
+    const Buffer* const now = bufferOf(s);
+    const long sized = Buffer::NEAREST_VALID_STRING_LENGTH(s.length());
+    EXPECT_EQ(fate == STAYS, now == old);
+    EXPECT_EQ(fate == EMPTIED, now == Buffer::EMPTY());
+    EXPECT_EQ(fate == EMPTIED ? 0 : fate == RESIZED ? sized : oldCapacity, now->capacity());
+    EXPECT_FALSE((fate == RESIZED || fate == COPIED) && now->hasMultipleReferers());
+}
+
+TEST(String, EditsInPlaceOnlyWhatNobodyShares) {
+    for (const Edit& row : EDITS) {
+        SCOPED_TRACE(row.name + " on "s + row.before);
+        String s = make(row.before, row.room);
+        const Buffer* const old = bufferOf(s);
+        const long capacity = old->capacity();
+        row.edit(s);
+        EXPECT_EQ(row.after, textOf(s));
+        checkFate(row.alone, s, old, capacity);
+
+        String shared = make(row.before, row.room);
+        const String copy(shared);
+        row.edit(shared);
+        EXPECT_EQ(row.after, textOf(shared));
+        EXPECT_EQ(row.before, textOf(copy));
+        EXPECT_EQ(row.shared == STAYS, bufferOf(copy)->hasMultipleReferers());
+        checkFate(row.shared, shared, bufferOf(copy), capacity);
+    }
+    String owner = String::EMPTY();
+    owner = "";  // the empty buffer always counts as shared
+    EXPECT_EQ(7, bufferOf(owner)->capacity());
+}
+
+// Also refused, before anything is read: lengths that no text can have.
+TEST(String, EditsThatDoNothingLeaveSharedBuffersShared) {
+    String s("hello");
+    const String copy(s);
+    const long before = allocations::requests();
+    s = ((((s = *s) += "") += null) += '\0') += String::EMPTY();
+    s.concat(null, 3).concat("x", 0).concat("x", LONG_MIN).concat("x", LONG_MAX - 2);
+    s.internalConcat("x", INT32_MAX);
+    EXPECT_EQ(copy.buffer(), s.buffer());
+    s.deleteRegion(5).deleteRegion(LONG_MAX).deleteRegion(3, 3).deleteRegion(4, 2);
+    s.deleteRegion(2, LONG_MIN).insert(6, 'x').insert(-1, 'x').insert(6, "x").insert(-1, abc);
+    s.insert(1, '\0').insert(1, null).insert(1, "").insert(1, String::EMPTY());
+    s.replace('l', '\0');
+    s.trim();
+    EXPECT_EQ(copy.buffer(), s.buffer());
+    s.concatf("%s", "").concatf("%*d", INT_MIN, 1).format("%2147483647d%10d", 1, 2);
+    EXPECT_EQ(copy.buffer(), s.buffer());
+    EXPECT_EQ(before, allocations::requests());
+    EXPECT_EQ("hello", textOf(s));
+    String empty;
+    empty.toLowerCase(), empty.toUpperCase(), empty.replace('a', 'b'), empty.trim();
+    EXPECT_EQ(Buffer::EMPTY(), bufferOf(empty));
+    EXPECT_EQ(before, allocations::requests());
+}
+
+TEST(String, RefusedAllocationChangesNothing) {
+    const long before = allocations::outstanding();
+    for (const Edit& row : EDITS) {
+        SCOPED_TRACE(row.name + " on "s + row.before);
+        for (const bool shared : {false, true}) {
+            const Fate fate = shared ? row.shared : row.alone;
+            for (long n = 1;; ++n) {
+                String s = make(row.before, row.room);
+                const String copy(shared ? s : String::EMPTY());
+                const char* const old = s.buffer();
+                allocations::Refusal refusal(n);
+                row.edit(s);
+                EXPECT_TRUE(n > 1 || refusal.happened() || fate == STAYS || fate == EMPTIED);
+                if (!refusal.happened()) break;
+                EXPECT_EQ(old, s.buffer());
+                EXPECT_EQ(row.before, textOf(s));
+                EXPECT_EQ(shared, bufferOf(s)->hasMultipleReferers());
+            }
+        }
+    }
+    EXPECT_EQ(before, allocations::outstanding());
+}
+
+// Models of texts.
+
+std::string cut(const std::string& text, size_t n = std::string::npos) {
+    return std::string(text.c_str()).substr(0, n);
+}
+
+std::string shifted(std::string text, char first, int change) {
+    for (char& ch : text)
+        if (ch >= first && ch < first + 26) ch = static_cast<char>(ch + change);
+    return text;
+}
+
+std::string lower(const std::string& text) {
+    return shifted(text, 'A', 32);
+}
+
+// What a step of a random program may use; all of the text before it.
+struct Turn {
+    const String& other;  // may be the very text
+    std::string otherText;
+    size_t at, to, place;
+    std::string own;  // from `at` on, up to a NUL
+    char ch;
+    std::string bytes;
+};
+#define STEP(edit, model) \
+    [](String& s, std::string& m, const Turn& t) { static_cast<void>(t), edit, model; }
+void (*const STEPS[])(String& s, std::string& m, const Turn& t) = {
+    STEP(s = t.other, m = t.otherText),
+    STEP(s = t.other, m = t.otherText),
+    STEP(s = t.bytes.c_str(), m = t.bytes.c_str()),
+    STEP(s = s.buffer() + t.at, m = t.own),
+    STEP(s += t.other, m += t.otherText),
+    STEP(s.concat(t.bytes.data(), long(t.bytes.size())), m += t.bytes),
+    STEP(s.insert(long(t.at), t.other), m.insert(t.at, t.otherText)),
+    STEP(s.insert(long(t.place), s.buffer() + t.at), m.insert(t.place, t.own)),
+    STEP(s.insert(long(t.place), s), m.insert(t.place, std::string(m))),
+    STEP(s.deleteRegion(long(t.at), long(t.to)), m.erase(t.at, t.to - t.at)),
+    STEP(s.replace(t.ch, 'x'), std::replace(m.begin(), m.end(), t.ch, 'x')),
+    STEP(s.toUpperCase(), m = shifted(m, 'a', -32)),
+    STEP(s.toLowerCase(), m = lower(m)),
+    STEP(s.trim(), m.erase(m.find_last_not_of(' ') + 1).erase(0, m.find_first_not_of(' '))),
+    STEP(s = t.other.substring(0, 5), m = cut(t.otherText, 5)),
+    STEP(s.format("<%s|%3d>", s.buffer() + t.at, 7), m = "<" + t.own + "|  7>"),
+    STEP(s.concatf("%s%c", s.buffer() + t.at, 'q'), m += t.own + 'q'),
+};
+
+void runRandomProgram(unsigned steps) {
+    std::mt19937 random(20);
+    const auto below = [&](size_t n) { return size_t(random()) % n; };
+    std::vector<String> strings(5);
+    std::vector<std::string> models(5);
+    while (steps-- > 0) {
+        const size_t i = below(5), j = below(5), at = below(models[i].size() + 1);
+        const char ch = "aZ \0"[below(4)];
+        const size_t to = at + below(models[i].size() - at + 1), place = below(to + 1);
+        const std::string own = models[i].c_str() + at, bytes(below(12), ch);
+        const Turn turn = {strings[j], models[j], at, to, place, own, ch, bytes};
+        STEPS[below(std::size(STEPS))](strings[i], models[i], turn);
+        if (models[i].size() > 700) strings[i] = "", models[i] = "";
+
+        std::map<const Buffer*, int> referers = {{Buffer::EMPTY(), 2}};
+        for (const String& s : strings) ++referers[bufferOf(s)];
+        for (size_t k = 0; k < strings.size(); ++k) {
+            const Buffer* const buffer = bufferOf(strings[k]);
+            ASSERT_EQ(models[k], textOf(strings[k]));
+            ASSERT_EQ(referers[buffer] > 1, buffer->hasMultipleReferers());
+        }
+    }
+}
+
+TEST(String, RandomEditsOfSharersFollowTheirModels) {
+    const long before = allocations::outstanding();
+    runRandomProgram(20000);
+    EXPECT_EQ(before, allocations::outstanding());
+}
+
+// Every text of up to n bytes over an alphabet with both cases, a byte above 127 and NUL.
+const std::string ALPHABET = "aA\xe4\0"s;
+std::vector<std::string> textsUpTo(size_t n) {
+    std::vector<std::string> texts(1);
+    for (size_t i = 0; texts[i].size() < n; ++i)
+        for (const char ch : ALPHABET) texts.push_back(texts[i] + ch);
+    return texts;
+}
+
+int sign(int n) {
+    return (n > 0) - (n < 0);
+}
+
+// The six relations as bits.
+template <class A, class B>
+int relations(const A& a, const B& b) {
+    return (a == b) | (a != b) << 1 | (a < b) << 2 | (a > b) << 3 | (a <= b) << 4 | (a >= b) << 5;
+}
+
+// Whether n occurs in t at i, and nothing for an i outside.
+bool occursAt(const std::string& t, long i, const std::string& n) {
+    return i >= 0 && i <= long(t.size()) && t.compare(size_t(i), n.size(), n) == 0;
+}
+
+TEST(Comparison, PairsOfTexts) {
+    for (const std::string& x : textsUpTo(3)) {
+        for (const std::string& y : textsUpTo(3)) {
+            SCOPED_TRACE(testing::PrintToString(x) + testing::PrintToString(y));
+            const String a = make(x), b = make(y);
+            const int order = sign(strcmp(x.c_str(), y.c_str()));
+            const int folded = sign(lower(cut(x)).compare(lower(cut(y))));
+            const bool sized = x.size() == y.size();
+            ASSERT_EQ(folded, stricmp(x.c_str(), y.c_str()));
+            for (int n = -1; n < 5; ++n) {
+                const std::string p = lower(cut(x, size_t(n))), q = lower(cut(y, size_t(n)));
+                ASSERT_EQ(sign(p.compare(q)), strnicmp(x.c_str(), y.c_str(), n)) << n;
+            }
+            ASSERT_EQ(-order, sign(a.compareTo(b)));  // the other against this
+            ASSERT_EQ(-folded, a.compareToIgnoreCase(b));
+            ASSERT_EQ(x == y, a.equals(b));
+            ASSERT_EQ(order == 0, a.equals(b.buffer()));
+            ASSERT_EQ(sized && folded == 0, a.equalsIgnoreCase(b));
+            ASSERT_EQ(folded == 0, a.equalsIgnoreCase(b.buffer()));
+            // Relations are blind behind a NUL; only == and != see a difference of lengths.
+            ASSERT_EQ(sized ? relations(order, 0) : (relations(order, 0) & ~3) | 2,
+                      relations(a, b));
+            ASSERT_EQ(relations(order, 0), relations(a, b.buffer()));
+            ASSERT_EQ(relations(order, 0), relations(a.buffer(), b));
+            ASSERT_EQ(occursAt(x, 0, y), a.startsWith(b));
+            ASSERT_EQ(occursAt(x, long(x.size()) - long(y.size()), y), a.endsWith(b));
+            for (long i = -1; i < 5; ++i) ASSERT_EQ(occursAt(x, i, y), a.startsWith(b, i)) << i;
+        }
+    }
+}
+
+TEST(Comparison, NullPointersCharactersAndSharers) {
+    for (const String& s : {String(), abc, make("\0"s)}) {
+        const long length = s.length();
+        EXPECT_EQ(length == 0, s.equals(null));
+        EXPECT_EQ(length == 0, s.equalsIgnoreCase(null));
+        EXPECT_EQ(relations(length, 0), relations(s, null));
+        EXPECT_EQ(relations(0, length), relations(null, s));
+        EXPECT_TRUE((s == '\0') == (length == 0) && ('\0' != s) == (length != 0));
+        const String copy(s);
+        EXPECT_EQ(relations(0, 0), relations(s, copy));
+        EXPECT_TRUE(s.compareTo(copy) == 0 && s.compareToIgnoreCase(copy) == 0);
+        EXPECT_TRUE(s.equals(copy) && s.equalsIgnoreCase(copy));
+    }
+    EXPECT_TRUE(String("a") == 'a' && 'a' == String("a") && !('a' != String("a")));
+    EXPECT_TRUE(String("ab") != 'a' && 'a' != String("ab") && String() != 'a');
+    EXPECT_FALSE(make("a\0b"s).equals(make("a\0c"s)));
+    EXPECT_TRUE(make("a\0b"s) == make("a\0c"s));
+    for (int x = 0; x < 256; ++x) {
+        for (int y = 0; y < 256; ++y) {
+            const std::string a(1, static_cast<char>(x)), b(1, static_cast<char>(y));
+            const int u = x >= 'A' && x <= 'Z' ? x + 32 : x, v = y >= 'A' && y <= 'Z' ? y + 32 : y;
+            ASSERT_EQ(sign(u - v), stricmp(a.c_str(), b.c_str())) << x << " " << y;
+        }
+    }
+}
+
+// strncmp and strnicmp: up to a NUL, of at most n characters.
+bool sameText(bool fold, const std::string& a, const std::string& b, size_t n) {
+    return fold ? lower(cut(a, n)) == lower(cut(b, n)) : cut(a, n) == cut(b, n);
+}
+
+TEST(Comparison, Regions) {
+    const std::vector<std::string> texts = textsUpTo(2);
+    for (size_t all = 0; all < texts.size() * texts.size() * 125; ++all) {
+        const std::string& x = texts[all / 125 % texts.size()];
+        const std::string& y = texts[all / 125 / texts.size()];
+        const String a = make(x), b = make(y);
+        const long from = long(all % 5) - 1, other = long(all / 5 % 5) - 1,
+                   n = long(all / 25 % 5) - 1;
+        const bool inside =
+            from >= 0 && other >= 0 && n >= 0 && from + n <= a.length() && other + n <= b.length();
+        for (const bool fold : {false, true}) {
+            const bool want = inside && sameText(fold, x.substr(size_t(from)),
+                                                 y.substr(size_t(other)), size_t(n));
+            ASSERT_EQ(want, a.regionMatches(fold, from, b, other, n)) << x << y << all;
+            ASSERT_TRUE(fold || want == a.regionMatches(from, b, other, n));
+        }
+    }
+    EXPECT_FALSE(hello.regionMatches(LONG_MAX, hello, 1, LONG_MAX));  // the sums would wrap
+    EXPECT_FALSE(hello.regionMatches(1, hello, LONG_MAX, LONG_MAX));
+    EXPECT_FALSE(hello.startsWith(hello, LONG_MAX));
+}
+
+long found(size_t position, long start = 0) {
+    return position == std::string::npos ? -1 : start + long(position);
+}
+
+// As strchr and strstr from `from` on.
+template <class Needle>
+long foundFrom(long from, const std::string& t, const Needle& needle) {
+    const long start = std::max(from, 0L);
+    return found(cut(t.substr(size_t(start))).find(needle), start);
+}
+
+TEST(Search, Characters) {
+    for (const std::string& t : textsUpTo(4)) {
+        const String text = make(t);
+        for (const char ch : ALPHABET) {
+            SCOPED_TRACE(testing::PrintToString(t + ch));
+            ASSERT_EQ(ch == '\0' ? -1 : foundFrom(0, t, ch), text.indexOf(ch));
+            ASSERT_EQ(found(t.rfind(ch)), text.lastIndexOf(ch));
+            for (const long from : {LONG_MIN, -1L, 0L, 1L, 3L, 4L, LONG_MAX}) {
+                const bool never = ch == '\0' || from >= text.length();
+                ASSERT_EQ(never ? -1 : foundFrom(from, t, ch), text.indexOf(ch, from)) << from;
+                const long last = from < 0 ? -1 : found(t.rfind(ch, size_t(from)));
+                ASSERT_EQ(last, text.lastIndexOf(ch, from)) << from;
+            }
+        }
+    }
+}
+
+void searchEverywhere(const std::string& t, const std::string& n) {
+    const String text = make(t), needle = make(n);
+    const long length = text.length(), last = length - needle.length();
+    const auto occurs = [&](bool fold, long i) {
+        return sameText(fold, t.substr(size_t(i)), n, fold ? n.size() : cut(n).size());
+    };
+    const auto forwards = [&](long from) {
+        for (long i = std::max(from, 0L); i <= last; ++i)
+            if (occurs(true, i)) return i;
+        return -1L;
+    };
+    const auto backwards = [&](bool fold, long from) {
+        for (long i = std::min(from, last); i >= 0; --i)
+            if (occurs(fold, i)) return i;
+        return -1L;
+    };
+    ASSERT_EQ(foundFrom(0, t, cut(n)), text.indexOf(needle));
+    ASSERT_EQ(forwards(0), text.indexOfIgnoreCase(needle));
+    ASSERT_EQ(backwards(false, length), text.lastIndexOf(needle));
+    ASSERT_EQ(backwards(true, length), text.lastIndexOfIgnoreCase(needle));
+    for (const long from : {LONG_MIN, -1L, 0L, 1L, 2L, 3L, 4L, 5L, LONG_MAX}) {
+        ASSERT_EQ(from > last ? -1 : foundFrom(from, t, cut(n)), text.indexOf(needle, from));
+        ASSERT_EQ(forwards(from), text.indexOfIgnoreCase(needle, from)) << from;
+        ASSERT_EQ(backwards(false, from), text.lastIndexOf(needle, from)) << from;
+        ASSERT_EQ(backwards(true, from), text.lastIndexOfIgnoreCase(needle, from)) << from;
+    }
+}
+
+TEST(Search, Texts) {
+    for (const std::string& t : textsUpTo(4)) {
+        for (const std::string& n : textsUpTo(2)) {
+            SCOPED_TRACE(testing::PrintToString(t) + testing::PrintToString(n));
+            searchEverywhere(t, n);
+        }
+    }
+    searchEverywhere("ab", "abcd");
+    searchEverywhere("Hello World, hello wORLD", "WORLD");
+}
+
+// Each thread has Strings of its own whose buffers it shares with the other threads: it copies,
+// drops, and changes, which copies or, for whoever is last, writes in place.
+TEST(Threads, SharersMayLiveInDifferentThreads) {
+    enum { THREADS = 4, BUFFERS = 300, COPIES = 20 };
+    const String base("base");
+    std::vector<String> strings[THREADS];
+    for (long i = 0; i < BUFFERS; ++i)
+        for (auto& mine : strings)
+            mine.push_back(&mine == strings ? base + String::stringOf(i) : strings[0].back());
+    std::vector<std::thread> threads;
+    for (auto& mine : strings) {
+        threads.emplace_back([&base, &mine] {
+            // Here nothing but each buffer's own count orders the threads.
+            for (size_t i = 0; i < BUFFERS; i += 2) mine[i] += 'x';
+            for (String& s : mine) {
+                const std::string text = textOf(s);
+                for (int n = 0; n < COPIES; ++n)
+                    EXPECT_EQ(text, textOf(String(String::EMPTY()) + s));
+                String copy(base);
+                copy = s;
+                copy.toUpperCase();
+                s += 'x';
+                EXPECT_EQ(text + 'x', textOf(s));
+                EXPECT_EQ(shifted(text, 'a', -32), textOf(copy));
+            }
+        });
+    }
+    threads.emplace_back(runRandomProgram, 5000);  // once more, with atomic counting
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_FALSE(bufferOf(base)->hasMultipleReferers());
+    for (const auto& mine : strings)
+        for (const String& s : mine) EXPECT_FALSE(bufferOf(s)->hasMultipleReferers());
 }
 
 }  // namespace

@@ -241,8 +241,8 @@ class VELUTILS_API String {
     String& insert(long position, const char* text);
     String& insert(long position, char ch);
 
-    // The text from start on, up to its first NUL; with end, no further than before end. A
-    // negative start gives the empty text without end, and means 0 with one.
+    // The text from start on, up to its first NUL; with end, no further than before end, and
+    // empty behind a NUL. A negative start gives the empty text without end, and means 0 with one.
     String substring(long start) const;
     String substring(long start, long end) const;
 

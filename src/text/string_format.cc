@@ -3,7 +3,7 @@
 // String::format and String::concatf: measured by the library's formatter, rendered by the
 // platform's vsnprintf, before anything that an argument could point into is overwritten.
 //
-// Tested by text_test.cc.
+// Tested by text_test.cc and format_test.cc.
 
 // A fortified vsnprintf ends the program at a %n in a writable format; here %n is allowed.
 #undef _FORTIFY_SOURCE

@@ -1,0 +1,232 @@
+// SPDX-License-Identifier: MIT
+//
+// The formatter: every combination of flags, widths and precisions against the platform's
+// snprintf, the differences from it as rows, and slices of an output against the whole.
+// How String uses it is tested with String's other edits in text_test.cc.
+
+#include <velutils++/text.h>
+
+#include <gtest/gtest.h>
+#include <limits.h>
+#include <stdio.h>
+
+#include <algorithm>
+#include <string>
+
+#include "tests/support/allocations.h"
+
+extern "C" int plainCText(void);
+
+namespace {
+
+using std::string_literals::operator""s;
+
+// The output from offset on that a buffer of size bytes takes; nothing around it may be touched.
+std::string vslice(int32_t offset, uint32_t size, const char* format, va_list arguments) {
+    std::string area(size + 2, '#');
+    va_list copy;
+    va_copy(copy, arguments);
+    const int32_t stored = vsnxprintf(&area[1], offset, size, format, copy);
+    va_end(copy);
+    const size_t end = 1 + static_cast<size_t>(stored);
+    EXPECT_LT(static_cast<uint32_t>(stored), size);
+    EXPECT_EQ('\0', area[end]);
+    EXPECT_EQ('#', area[0]);
+    EXPECT_EQ(std::string::npos, area.find_first_not_of('#', end + 1));
+    return area.substr(1, end - 1);
+}
+
+std::string slice(int32_t offset, uint32_t size, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const std::string part = vslice(offset, size, format, arguments);
+    va_end(arguments);
+    return part;
+}
+
+// The whole output, as long as measured.
+std::string out(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    va_list copy;
+    va_copy(copy, arguments);
+    const int32_t length = vstrlenf(format, copy);
+    va_end(copy);
+    const std::string whole = vslice(0, static_cast<uint32_t>(length) + 10, format, arguments);
+    va_end(arguments);
+    EXPECT_EQ(static_cast<size_t>(length), whole.size()) << format;
+    return whole;
+}
+
+template <class T>
+void expectAsPlatform(const std::string& format, T value) {
+    char want[100];
+    snprintf(want, sizeof want, format.c_str(), value);
+    ASSERT_EQ(want, out(format.c_str(), value)) << format << " of " << value;
+}
+
+TEST(Formatter, AsThePlatform) {
+    const int ints[] = {0, 1, -1, 8, 42, -42, 255, 65535, 65537, 0x8000, INT_MAX, INT_MIN};
+    const long longs[] = {0, 7, -1, LONG_MAX, LONG_MIN};
+    char text[] = "abcdef";
+    for (unsigned set = 0; set < 32; ++set) {
+        std::string flags;
+        for (size_t i = 0; i < 5; ++i)
+            if ((set >> i & 1) != 0) flags += "-+ #0"[i];
+        const bool zero = (set & 16) != 0;
+        for (const std::string width : {"", "1", "5", "14", "30"}) {
+            for (const std::string precision : {"", ".", ".0", ".3", ".11", ".25"}) {
+                const std::string start = "<%" + flags + width + precision;
+                for (const char conversion : "diuoxX"s) {
+                    // With a precision the prefix of %#o comes on top of its zeros.
+                    if (conversion == 'o' && (set & 8) != 0 && !precision.empty()) continue;
+                    const bool none = precision == "." || precision == ".0";  // but one zero
+                    for (const int value : ints) {
+                        if (none && value == 0) continue;
+                        expectAsPlatform(start + conversion + '>', value);
+                        if (none && (value & 0xffff) == 0) continue;
+                        expectAsPlatform(start + 'h' + conversion + '>', value);
+                    }
+                    for (const long value : longs)
+                        if (!none || value != 0)
+                            expectAsPlatform(start + 'l' + conversion + '>', value);
+                }
+                // 0 pads texts here; pointers know no sign.
+                if (!zero) expectAsPlatform(start + "s>", text);
+                if (!zero && precision.size() != 1 && precision != ".0")
+                    expectAsPlatform(start + "c>", 'x');
+                if ((set & 6) == 0) expectAsPlatform(start + "p>", static_cast<void*>(text));
+            }
+        }
+    }
+}
+
+TEST(Formatter, DirectivesByThemselves) {
+    void* const null = nullptr;
+    const char* const nothing = nullptr;
+    const struct {
+        std::string got;
+        std::string want;
+    } rows[] = {
+        {out("plain %% text"), "plain % text"},
+        {out(""), ""},
+        {out("%-05d|%0-5d", 42, 42), "42   |42   "},
+        {out("%+ d|% +d", 5, 5), "+5|+5"},
+        {out("%08.3d", 5), "     005"},
+        {out("%.0d|%.d|%.0x|%3.0u", 0, 0, 0, 0), "0|0|0|  0"},  // one digit at least
+        {out("%#x|%#o|%#X", 0, 0, 0), "0|0|0"},
+        {out("%#.3o|%#.1o", 8, 8), "0010|010"},  // the prefix and then the precision
+        {out("%#06x|%#6x|%-#6x|", 255, 255, 255), "0x00ff|  0xff|0xff  |"},
+        {out("%d|%u", INT_MIN, -1), "-2147483648|4294967295"},
+        {out("%hd|%hu|%hx", 65535, 65537, -1), "-1|1|ffff"},
+        {out("%p|%5p|%-5p|", null, null, null), "0x0|  0x0|0x0  |"},
+        {out("%08p|%.4p|%+p", reinterpret_cast<void*>(0x1234), null, null), "0x001234|0x0000|0x0"},
+        {out("%05s|%-05s|%05.1s", "ab", "ab", "ab"), "000ab|ab   |0000a"},
+        {out("%s|%.3s|%8s|%.0s", nothing, nothing, nothing, nothing), "(null)|(nu|  (null)|"},
+        {out("%.*s|%.*s|%.*d", -1, "abc", INT_MIN, "abc", -1, 0), "abc|abc|0"},
+        {out("%05.*d", -1, 7), "00007"},  // a negative precision cancels no zeros
+        {out("%3c|%03c|%-3c|%.0c|%2.0c|%.1c", 'A', 'A', 'A', 'A', 'A', 'A'), "  A|00A|A  ||  |A"},
+        {out("%c", 0x141), "A"},
+        {out("<%c%3c%-3c%03c>", 0, 0, 0, 0), "<    00>"},  // NUL has its place but no character
+        {out("%*d|%-*d|", -5, 42, -5, 42), "42   |42   |"},
+        {out("%0*d|", -5, 42), "42   |"},  // the minus cancels the zero here too
+        {out("%ls|%lc|%hs", "ab", 'c', "de"), "ab|c|de"},
+        {out("%q%5%%f%-08.3k", 1.5), "q%fk"},
+        {out("%lld %d", 5, 6), "ld 5"},  // no argument is taken
+        {out("%hhd%lhd", 5), "hdhd"},
+        {out("%5.-3d|%*5d", 1), "-3d|5d"},  // a letter that is none ends the directive
+        {out("a%"), "a"},
+        {out("a%-+ #0"), "a"},
+        {out("a%12"), "a"},
+        {out("a%12.") + out("a%.3"), "aa"},
+        {out("a%*", 3) + out("a%.*", 3), "aa"},
+        {out("a%h") + out("a%5.2l"), "aa"},
+    };
+    for (const auto& row : rows) EXPECT_EQ(row.want, row.got);
+}
+
+TEST(Formatter, WidthsAndPrecisionsWithoutEnd) {
+    EXPECT_EQ(INT_MAX, strlenf("%2147483647d", 5));
+    EXPECT_EQ(INT_MAX, strlenf("%99999999999d", 5));
+    EXPECT_EQ(INT_MAX, strlenf("%.2147483648d", 5));
+    EXPECT_EQ(INT_MAX, strlenf("%*d", INT_MIN, 5));
+    EXPECT_EQ(INT_MAX, strlenf("%*s", INT_MAX, "x"));
+    EXPECT_EQ(INT_MAX, strlenf("%0*d", INT_MAX, -5));
+    EXPECT_EQ(INT_MIN, strlenf("%.2147483647d", -5));  // 2^31 characters do not fit the result
+    EXPECT_EQ("   ", slice(7, 4, "%2147483647d", 5));
+    EXPECT_EQ("    5", slice(INT_MAX - 5, 10, "%2147483647d", 5));
+    EXPECT_EQ("x", slice(4, 10, "%-*sx", 4, "ab"));
+    EXPECT_EQ("ab", out("%.99999999999s", "ab"));
+}
+
+TEST(Formatter, EverySliceIsPartOfTheWhole) {
+    const char* const formats[] = {
+        "%s", "<%s>%d", "%12s|%-6d|", "%-12s|%06d|", "%.2s%+.5d", "a%%b%s%q%#x", "%03s%-d%% ",
+    };
+    for (const char* format : formats) {
+        const std::string whole = out(format, "abcde", 42);
+        for (uint32_t offset = 0; offset <= whole.size() + 1; ++offset)
+            for (uint32_t size = 1; size <= whole.size() + 2; ++size)
+                ASSERT_EQ(whole.substr(std::min<size_t>(offset, whole.size()), size - 1),
+                          slice(static_cast<int32_t>(offset), size, format, "abcde", 42))
+                    << format << " " << offset << " " << size;
+    }
+}
+
+TEST(Formatter, BadArgumentsLeaveTheBufferAlone) {
+    char buffer[] = "#";
+    int n = 7;
+    EXPECT_EQ(0, snxprintf(buffer, 0, 0, "abc%n", &n));
+    EXPECT_EQ(0, snxprintf(buffer, -1, 2, "abc%n", &n));
+    EXPECT_EQ(0, snxprintf(buffer, INT_MIN, 2, "abc%n", &n));
+    EXPECT_EQ(0, snxprintf(nullptr, 0, 2, "abc%n", &n));
+    EXPECT_STREQ("#", buffer);
+    EXPECT_EQ(7, n);
+}
+
+TEST(Formatter, CountsWhatIsProduced) {
+    int n = -1;
+    struct {
+        int16_t stored, beside;
+    } half = {-1, -1};
+    EXPECT_EQ("abcd", out("abc%nd", &n));
+    EXPECT_EQ(3, n);
+    EXPECT_EQ(4, strlenf("abcd%-5n", &n));
+    EXPECT_EQ(4, n);
+    EXPECT_EQ("c", slice(2, 10, "abc%n", &n));
+    EXPECT_EQ(3, n);
+    EXPECT_EQ("c", slice(2, 2, "abcdefg%n", &n));  // what no longer fits is not produced
+    EXPECT_EQ(3, n);
+    EXPECT_EQ("", slice(10, 5, "abc%nd", &n));
+    EXPECT_EQ(3, n);
+    EXPECT_EQ("", slice(2, 1, "abc%n", &n));
+    EXPECT_EQ(0, n);
+    EXPECT_EQ(65539, strlenf("%65539s%hn", "", &half.stored));
+    EXPECT_EQ(3, half.stored);
+    EXPECT_EQ(-1, half.beside);
+}
+
+TEST(StringFormat, CountsInAWritableFormat) {
+    char format[] = "%s%n|%hn";
+    int n = 0;
+    short half = 0;
+    String s("abc", 100);
+    EXPECT_STREQ("abcx|", s.concatf(format, "x", &n, &half).buffer());
+    EXPECT_EQ(1, n);  // of the appended output
+    EXPECT_EQ(2, half);
+    EXPECT_STREQ("yz|", s.format(format, "yz", &n, &half).buffer());
+    EXPECT_EQ(2, n);
+}
+
+TEST(Formatter, TakesNothingFromTheHeap) {
+    char buffer[40];
+    const long before = allocations::requests();
+    snxprintf(buffer, 0, sizeof buffer, "%600d%s%p%.300x", 1, "text", buffer, 5);
+    EXPECT_EQ(before, allocations::requests());
+}
+
+TEST(Formatter, CanBeCalledFromC) {
+    EXPECT_EQ(0, plainCText());
+}
+
+}  // namespace
