@@ -101,6 +101,15 @@ void operator delete[](void* block, size_t) noexcept {
     free(block);
 }
 
+// For what a throwing constructor leaves of new (std::nothrow).
+void operator delete(void* block, const std::nothrow_t&) noexcept {
+    free(block);
+}
+
+void operator delete[](void* block, const std::nothrow_t&) noexcept {
+    free(block);
+}
+
 namespace allocations {
 
 long outstanding() {

@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: MIT
+
+#include "tests/support/failing_calls.h"
+
+#include <dlfcn.h>
+#include <errno.h>
+#include <signal.h>
+#include <stdint.h>
+#include <string.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+namespace {
+
+thread_local const char* failing;  // null: nothing is to happen
+thread_local int failWith;         // 0: die
+thread_local long callsLeft;
+
+// The error number that a call is to fail with, or 0.
+int intercept(const char* name) {
+    if (failing == nullptr || (failing != failing_calls::ANY && strcmp(failing, name) != 0)) {
+        return 0;
+    }
+    if (--callsLeft != 0) return 0;
+    if (failWith == 0) kill(getpid(), SIGKILL);
+    return failWith;
+}
+
+template <class Result>
+Result withErrno(int error, Result result) {
+    errno = error;
+    return result;
+}
+
+}  // namespace
+
+// CALL(name, symbol, failure, result, parameters, arguments): `failure` is the result of a call
+// that fails with `error`. The assembler names keep clear of the declarations in system headers,
+// which spell some attributes differently from one C library to the next.
+#define CALL(name, symbol, failure, result, parameters, arguments)             \
+    extern "C" result intercepted_##symbol parameters __asm__(#symbol);        \
+    result intercepted_##symbol parameters {                                   \
+        static const auto real =                                               \
+            reinterpret_cast<result(*) parameters>(dlsym(RTLD_NEXT, #symbol)); \
+        const int error = intercept(name);                                     \
+        return error != 0 ? failure : real arguments;                          \
+    }
+#define MINUS_ONE withErrno(error, -1)
+#define NO_MEMORY withErrno(error, reinterpret_cast<void*>(-1))
+
+// clang-format off
+CALL("ftok", ftok, MINUS_ONE, int, (const char* path, int id), (path, id))
+CALL("semget", semget, MINUS_ONE, int, (int key, int count, int flags), (key, count, flags))
+CALL("semop", semop, MINUS_ONE, int, (int id, void* operations, size_t n), (id, operations, n))
+CALL("shm_open", shm_open, MINUS_ONE, int, (const char* name, int flags, mode_t mode), (name, flags, mode))
+CALL("pthread_mutexattr_init", pthread_mutexattr_init, error, int, (void* attr), (attr))
+CALL("pthread_mutexattr_setpshared", pthread_mutexattr_setpshared, error, int, (void* attr, int v), (attr, v))
+CALL("pthread_mutexattr_settype", pthread_mutexattr_settype, error, int, (void* attr, int type), (attr, type))
+CALL("pthread_mutex_init", pthread_mutex_init, error, int, (void* mutex, const void* attr), (mutex, attr))
+
+// Which of its variants a call reaches depends on the width of off_t and time_t.
+CALL("fstat", fstat, MINUS_ONE, int, (int fd, void* status), (fd, status))
+CALL("fstat", fstat64, MINUS_ONE, int, (int fd, void* status), (fd, status))
+CALL("fstat", __fstat64_time64, MINUS_ONE, int, (int fd, void* status), (fd, status))
+CALL("ftruncate", ftruncate, MINUS_ONE, int, (int fd, long size), (fd, size))
+CALL("ftruncate", ftruncate64, MINUS_ONE, int, (int fd, int64_t size), (fd, size))
+CALL("posix_fallocate", posix_fallocate, error, int, (int fd, long at, long n), (fd, at, n))
+CALL("posix_fallocate", posix_fallocate64, error, int, (int fd, int64_t at, int64_t n), (fd, at, n))
+CALL("pread", pread, MINUS_ONE, ssize_t, (int fd, void* to, size_t n, long at), (fd, to, n, at))
+CALL("pread", pread64, MINUS_ONE, ssize_t, (int fd, void* to, size_t n, int64_t at), (fd, to, n, at))
+CALL("mmap", mmap, NO_MEMORY, void*, (void* where, size_t n, int protection, int flags, int fd, long at),
+     (where, n, protection, flags, fd, at))
+CALL("mmap", mmap64, NO_MEMORY, void*, (void* where, size_t n, int protection, int flags, int fd, int64_t at),
+     (where, n, protection, flags, fd, at))
+// clang-format on
+
+namespace failing_calls {
+
+const char* const ANY = "any";
+
+Failure::Failure(const char* name, int error, long n) {
+    failing = name;
+    failWith = error;
+    callsLeft = n;
+}
+
+Failure::~Failure() {
+    failing = nullptr;
+}
+
+bool Failure::happened() const {
+    return callsLeft <= 0;
+}
+
+void dieAt(long n) {
+    failing = ANY;
+    failWith = 0;
+    callsLeft = n;
+}
+
+}  // namespace failing_calls
