@@ -4,8 +4,10 @@
  */
 
 #include <velutils++/conversions.h>
+#include <velutils++/locks.h>
 #include <velutils++/text.h>
 
+#include <errno.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -41,8 +43,17 @@ static void conversions(void) {
     CHECK(convIPStr2IPUl("192.168.1.1", &address) == 0 && address == 0xC0A80101);
 }
 
+static void locks(void) {
+    const semaphore_handle handle = sem_create("/plain-c");
+    CHECK(handle != NULL);
+    CHECK(sem_lock(handle) == 0 && sem_trylock(handle) == 0);
+    CHECK(sem_unlock(handle) == 0 && sem_unlock(handle) == 0 && sem_unlock(handle) == EPERM);
+    sem_release(handle);
+}
+
 int main(void) {
     formatting();
     conversions();
+    locks();
     return failures == 0 ? 0 : 1;
 }
