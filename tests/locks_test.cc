@@ -342,6 +342,21 @@ TEST_F(RecursiveSemaphoreTest, ACreatorMayDieAtAnyCall) {
     EXPECT_EQ(15, deaths);  // 4 to get the guard, 10 for the object, 1 to give the guard back
 }
 
+TEST_F(RecursiveSemaphoreTest, TheMakerOfTheGuardMayDie) {
+    removeSet();
+    const auto dieBeforeMakingItFree = [&] {
+        failing_calls::dieAt(3);
+        return tryOnce();
+    };
+    EXPECT_EQ(-SIGKILL, Process(dieBeforeMakingItFree).result());
+    EXPECT_EQ(0, value());
+    Process a([&] { return tryOnce(); }), b([&] { return tryOnce(); });
+    EXPECT_EQ(0, a.result());
+    EXPECT_EQ(0, b.result());
+    EXPECT_EQ(1, value());
+    expectLog({CREATED});
+}
+
 // To touch a mapping of memory that cannot be had would end the process.
 TEST_F(RecursiveSemaphoreTest, SharedMemoryIsFull) {
     ASSERT_EQ(0, mount("shm", "/dev/shm", "tmpfs", 0, "size=64k"));

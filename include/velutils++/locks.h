@@ -61,7 +61,7 @@ VELUTILS_API int sem_trylock(semaphore_handle handle);
 // The key comes from the file's inode and device (ftok(3)), so the file must stay in place: a
 // replaced file is another lock, and its users are all to be restarted. A process killed between
 // its creation of the set and the increment that makes it free leaves a set that all others wait
-// for; ipcrm removes it.
+// for; ipcrm removes it. (CRecursiveSemaphore removes such a guard by itself, after two seconds.)
 //
 // Threads: any, once init() is done. The holder is the process, not the thread.
 //
@@ -90,6 +90,12 @@ class VELUTILS_API CSemaphore {
     int unlock();
 
   private:
+    friend class CRecursiveSemaphore;
+
+    // After init(): waits until the set was used once. False when it never was, because its maker
+    // died, or is gone: it is removed, and init() makes another.
+    VELUTILS_LOCAL bool awaitFirstUse();
+
     std::string pathname;
     int projectID;
     key_t key;

@@ -14,7 +14,8 @@
 //   otherwise          a mutex, free or held                  use
 //
 // An initialised mutex is never all zero, as its kind (recursive, process-shared) is not. A set-up
-// that fails on a new object removes it, so that the next one begins afresh.
+// that fails on a new object removes it, so that the next one begins afresh. A guard whose maker
+// died before making it free is removed after a while, too.
 //
 // Tested by locks_test.cc.
 
@@ -44,6 +45,7 @@ class __attribute__((visibility("hidden"))) CRecursiveSemaphore::private_impl {
     bool isInitialized() { return mutex != nullptr; }
 
   private:
+    bool initGuard();
     void setUp(const char* name);
     bool map(int fd);
     bool initializeMutex(const char* name);
@@ -123,7 +125,7 @@ void logUnmapped(int error) {
 
 Lock::private_impl::private_impl(const std::string& name)
     : region(MAP_FAILED), mutex(nullptr), guard(SEM_PATHNAME, SEM_PROJ_ID) {
-    if (guard.init() != 0) {
+    if (!initGuard()) {
         syslog(LOG_ERR, "recursive-semaphore: unable to init guarding semaphore");
         return;
     }
@@ -137,6 +139,13 @@ Lock::private_impl::private_impl(const std::string& name)
 
 Lock::private_impl::~private_impl() {
     if (isInitialized()) munmap(region, REGION_SIZE);
+}
+
+bool Lock::private_impl::initGuard() {
+    do
+        if (guard.init() != 0) return false;
+    while (!guard.awaitFirstUse());
+    return true;
 }
 
 void Lock::private_impl::setUp(const char* name) {

@@ -18,6 +18,7 @@
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <syslog.h>
+#include <time.h>
 
 static_assert(sizeof(key_t) == 4 && static_cast<key_t>(-1) < 0, "keys are 32 bits, signed");
 
@@ -28,6 +29,18 @@ const int MODE = 0600;
 int change(int semId, short by, short flags) {
     struct sembuf operation = {0, by, flags};
     return semop(semId, &operation, 1);
+}
+
+// How long a new set may lack the increment that makes it free. Its maker needs microseconds.
+const int PATIENCE = 2000;  // ms
+
+enum SetState { UNUSED, USED, REMOVED };
+
+SetState stateOf(int semId) {
+    struct semid_ds status;
+    if (semctl(semId, 0, IPC_STAT, &status) == -1)
+        return errno == EIDRM || errno == EINVAL ? REMOVED : USED;
+    return status.sem_otime == 0 && semctl(semId, 0, GETVAL) == 0 ? UNUSED : USED;
 }
 
 }  // namespace
@@ -64,6 +77,17 @@ int CSemaphore::init() {
         return -1;
     }
     return 0;
+}
+
+bool CSemaphore::awaitFirstUse() {
+    const struct timespec pause = {0, 1000000};
+    SetState state = stateOf(semId);
+    for (int waited = 0; state == UNUSED && waited < PATIENCE; ++waited) {
+        nanosleep(&pause, nullptr);
+        state = stateOf(semId);
+    }
+    if (state == UNUSED) semctl(semId, 0, IPC_RMID);
+    return state == USED;
 }
 
 int CSemaphore::lock() {
