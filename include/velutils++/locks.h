@@ -38,7 +38,7 @@ extern "C" {
 /* CRecursiveSemaphore, below, for callers without classes. All that is said there holds here.
  *
  * The handle is the caller's from sem_create to sem_release; null is a handle without a lock. */
-typedef struct velutils_semaphore* semaphore_handle;
+typedef void* semaphore_handle;
 
 /* Null when name is null or memory is short. A handle whose set-up failed is given all the same:
  * the functions below then return -1. */

@@ -10,14 +10,15 @@
 #include <exception>
 #include <new>
 
-struct velutils_semaphore {
+namespace {
+
+struct Cell {
     std::unique_ptr<CRecursiveSemaphore> lock;
 };
 
-namespace {
-
-bool isEmpty(semaphore_handle handle) {
-    return handle == nullptr || !handle->lock;
+// Null when there is none.
+CRecursiveSemaphore* lockOf(semaphore_handle handle) {
+    return handle != nullptr ? static_cast<Cell*>(handle)->lock.get() : nullptr;
 }
 
 }  // namespace
@@ -25,7 +26,7 @@ bool isEmpty(semaphore_handle handle) {
 semaphore_handle sem_create(const char* name) {
     if (name == nullptr) return nullptr;
     try {
-        std::unique_ptr<velutils_semaphore> cell(new (std::nothrow) velutils_semaphore);
+        std::unique_ptr<Cell> cell(new (std::nothrow) Cell);
         if (!cell) return nullptr;
         const std::string text(name);
         cell->lock.reset(new (std::nothrow) CRecursiveSemaphore(text));
@@ -36,17 +37,20 @@ semaphore_handle sem_create(const char* name) {
 }
 
 void sem_release(semaphore_handle handle) {
-    delete handle;
+    delete static_cast<Cell*>(handle);
 }
 
 int sem_lock(semaphore_handle handle) {
-    return isEmpty(handle) ? -1 : handle->lock->lock();
+    CRecursiveSemaphore* const lock = lockOf(handle);
+    return lock != nullptr ? lock->lock() : -1;
 }
 
 int sem_unlock(semaphore_handle handle) {
-    return isEmpty(handle) ? -1 : handle->lock->unlock();
+    CRecursiveSemaphore* const lock = lockOf(handle);
+    return lock != nullptr ? lock->unlock() : -1;
 }
 
 int sem_trylock(semaphore_handle handle) {
-    return isEmpty(handle) ? -1 : handle->lock->trylock();
+    CRecursiveSemaphore* const lock = lockOf(handle);
+    return lock != nullptr ? lock->trylock() : -1;
 }
