@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+//
+// What the digests of this folder share: counting and buffering a message, and wiping.
+
+#ifndef VELUTILS_DIGEST_INTERNAL_H
+#define VELUTILS_DIGEST_INTERNAL_H
+
+#include <stddef.h>
+#include <stdint.h>
+#include <string.h>
+
+const unsigned long BLOCK_LENGTH = 64;
+
+// The steps of a digest are written as functions, of which none may remain a call.
+#define ALWAYS_INLINE inline __attribute__((always_inline))
+
+ALWAYS_INLINE uint32_t rotateLeft(uint32_t word, int bits) {
+    return word << bits | word >> (32 - bits);
+}
+
+// Zeroes memory, also when nobody will read it again: to the compiler the empty statement may.
+inline void wipe(void* memory, size_t length) {
+    memset(memory, 0, length);
+    __asm__ __volatile__("" : : "r"(memory) : "memory");
+}
+
+// The bytes of a message that wait in the block buffer; count[0] is the low word of its bits.
+inline unsigned long waitingBytes(const uint32_t* count) {
+    return count[0] >> 3 & (BLOCK_LENGTH - 1);
+}
+
+// Adds `length` bytes to a count of bits modulo 2^64. Where long has 64 bits, the upper word takes
+// all bits of length from 29 on.
+inline void addToCount(uint32_t* count, unsigned long length) {
+    const uint32_t bits = static_cast<uint32_t>(length << 3);
+    count[0] += bits;
+    if (count[0] < bits) ++count[1];
+    count[1] += static_cast<uint32_t>(length >> 29);
+}
+
+// Digests `blocks` blocks that follow each other at data.
+typedef void Transform(uint32_t* state, const unsigned char* data, unsigned long blocks);
+
+// For input that completes a block: digests the block that fills up in buffer, then whole ones
+// straight from the caller's data, and leaves the rest in buffer. Apart from feed(), which is
+// called for every byte of padding, to keep that short.
+template <Transform transform>
+__attribute__((noinline)) void feedBlocks(uint32_t* state, unsigned char* buffer,
+                                          unsigned long waiting, const unsigned char* data,
+                                          unsigned long length) {
+    if (waiting > 0) {
+        const unsigned long space = BLOCK_LENGTH - waiting;
+        memcpy(buffer + waiting, data, space);
+        transform(state, buffer, 1);
+        data += space;
+        length -= space;
+    }
+    const unsigned long rest = length % BLOCK_LENGTH;
+    if (length > rest) transform(state, data, length / BLOCK_LENGTH);
+    memcpy(buffer, data + (length - rest), rest);
+}
+
+// Adds `length` bytes to a message.
+template <Transform transform>
+ALWAYS_INLINE void feed(uint32_t* state, uint32_t* count, unsigned char* buffer,
+                        const unsigned char* data, unsigned long length) {
+    const unsigned long waiting = waitingBytes(count);
+    addToCount(count, length);
+    if (length >= BLOCK_LENGTH - waiting) {
+        feedBlocks<transform>(state, buffer, waiting, data, length);
+    } else if (length == 1) {
+        buffer[waiting] = *data;
+    } else if (length > 0) {
+        memcpy(buffer + waiting, data, length);
+    }
+}
+
+#endif

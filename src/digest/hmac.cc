@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+//
+// HMAC (RFC 2104): hash(outer pad, hash(inner pad, message)), both with the digest of the caller.
+//
+// The key is kept as the two blocks that precede the hashed data. Between reset() and getHash()
+// the inner message is under way in the digest; getHash() restarts the digest for the outer one.
+//
+// Tested by digests_test.cc.
+
+#include <velutils++/digests.h>
+
+#include "digest_internal.h"
+
+#include <alloca.h>
+#include <string.h>
+
+AuthenticationContext::~AuthenticationContext() {}
+
+HmacContext::HmacContext(HashContext* digest)
+    : hashContext(digest), returnedHashLength(digest->getCompleteHashLength()) {}
+
+HmacContext::~HmacContext() {
+    HmacContext::destroy();
+}
+
+int HmacContext::initialize(const unsigned char* key, unsigned long keyLength,
+                            unsigned long returnedLength) {
+    returnedHashLength =
+        returnedLength != 0 ? returnedLength : hashContext->getCompleteHashLength();
+
+    memset(innerKeyPad, 0, sizeof innerKeyPad);
+    if (keyLength > BLOCK_LENGTH) {
+        // A digest longer than the block has to leave off at the block's end.
+        const bool fits = hashContext->getCompleteHashLength() <= BLOCK_LENGTH;
+        hashContext->initialize(fits ? 0 : BLOCK_LENGTH);
+        hashContext->hash(key, keyLength);
+        hashContext->getHash(innerKeyPad);
+    } else if (keyLength > 0) {
+        memcpy(innerKeyPad, key, keyLength);
+    }
+
+    memcpy(outerKeyPad, innerKeyPad, sizeof outerKeyPad);
+    for (unsigned char& byte : innerKeyPad) byte ^= 0x36;
+    for (unsigned char& byte : outerKeyPad) byte ^= 0x5c;
+    return reset();
+}
+
+void HmacContext::destroy() {
+    hashContext = nullptr;
+    wipe(innerKeyPad, sizeof innerKeyPad);
+    wipe(outerKeyPad, sizeof outerKeyPad);
+}
+
+int HmacContext::reset() {
+    const int result = hashContext->initialize(0);
+    if (result != 0) return result;
+    hashContext->hash(innerKeyPad, sizeof innerKeyPad);
+    return 0;
+}
+
+void HmacContext::hash(const unsigned char* data, unsigned long length) {
+    hashContext->hash(data, length);
+}
+
+void HmacContext::getHash(unsigned char* out) {
+    // On the stack: a digest is some tens of bytes, and an allocation could be refused.
+    const unsigned long length = hashContext->getCompleteHashLength();
+    unsigned char* const inner = static_cast<unsigned char*>(alloca(length));
+
+    hashContext->getHash(inner);
+    hashContext->initialize(returnedHashLength);
+    hashContext->hash(outerKeyPad, sizeof outerKeyPad);
+    hashContext->hash(inner, length);
+    wipe(inner, length);
+    hashContext->getHash(out);
+}
+
+unsigned long HmacContext::getCompleteHashLength() const {
+    return hashContext->getCompleteHashLength();
+}
+
+unsigned long HmacContext::getReturnedHashLength() const {
+    return returnedHashLength;
+}
