@@ -7,11 +7,12 @@
 #ifndef VELUTILS_ECHO_CLIENT_H
 #define VELUTILS_ECHO_CLIENT_H
 
+#include <velutils++/export.h>
+
 #ifdef __cplusplus
 
 #include <stdint.h>
 
-#include <velutils++/export.h>
 #include <velutils++/text.h>
 
 // Send a request, then poll for its reply for as long as the caller's own time limit allows; the

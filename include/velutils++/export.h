@@ -7,6 +7,9 @@
 #ifndef VELUTILS_EXPORT_H
 #define VELUTILS_EXPORT_H
 
+/* A header that offers nothing to C is still more than nothing to include. */
+#include <stddef.h>
+
 #define VELUTILS_API __attribute__((visibility("default")))
 
 /* A member of an exported class that only the library itself uses. */

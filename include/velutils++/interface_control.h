@@ -8,9 +8,9 @@
 #ifndef VELUTILS_INTERFACE_CONTROL_H
 #define VELUTILS_INTERFACE_CONTROL_H
 
-#ifdef __cplusplus
-
 #include <velutils++/export.h>
+
+#ifdef __cplusplus
 
 // Interfaces go by their kernel names, which have at most 15 characters: a longer name is cut to
 // its first 15, except by isInterfaceAvailable. Names are NUL-terminated and not null.

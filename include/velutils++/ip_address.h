@@ -7,11 +7,12 @@
 #ifndef VELUTILS_IP_ADDRESS_H
 #define VELUTILS_IP_ADDRESS_H
 
+#include <velutils++/export.h>
+
 #ifdef __cplusplus
 
 #include <stdint.h>
 
-#include <velutils++/export.h>
 #include <velutils++/text.h>
 
 // A copyable value: no base, no virtual operations, no resources.
