@@ -1,14 +1,21 @@
 // SPDX-License-Identifier: MIT
 //
-// link-monitor: an example of a daemon on libvelutils++.
-
-#include "monitor.h"
+// link-monitor [CONFIGURATION]: an example of a daemon on libvelutils++.
+//
+// Watches links and publishes what it finds in /tmp/status/link-monitor. The configuration daemon
+// is the stand-in; CONFIGD_STORE names the file of its values.
 
 #include <event.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <syslog.h>
+#include <time.h>
+#include <unistd.h>
+
+#include "configd/configd.h"
+#include "monitor.h"
+#include "settings.h"
 
 namespace {
 
@@ -23,14 +30,16 @@ class StopSignal {
         signal_set(&event_, number, onSignal, &monitor);
         signal_add(&event_, nullptr);
     }
+    StopSignal(const StopSignal&) = delete;
+    StopSignal& operator=(const StopSignal&) = delete;
     ~StopSignal() { signal_del(&event_); }
 
   private:
     struct event event_;
 };
 
-int runDaemon() {
-    Monitor monitor;
+int runDaemon(const Settings& settings, const char* program) {
+    Monitor monitor(settings, program);
     const StopSignal interrupt(SIGINT, monitor);
     const StopSignal terminate(SIGTERM, monitor);
     if (!monitor.start()) return EXIT_FAILURE;
@@ -43,14 +52,23 @@ int runDaemon() {
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
     openlog("link-monitor", LOG_PID, LOG_DAEMON);
+    // Echo clients take their identifiers from rand(): two unseeded daemons would have the same.
+    srand(static_cast<unsigned>(time(nullptr)) ^ static_cast<unsigned>(getpid()));
+    configd_store = getenv("CONFIGD_STORE");
+
+    Settings settings;
+    if (argc > 1 && !settings.load(argv[1])) {
+        fprintf(stderr, "link-monitor: cannot read the configuration %s\n", argv[1]);
+        return EXIT_FAILURE;
+    }
     struct event_base* const base = event_init();
     if (base == nullptr) {
         fprintf(stderr, "link-monitor: no event base\n");
         return EXIT_FAILURE;
     }
-    const int status = runDaemon();
+    const int status = runDaemon(settings, argv[0]);
     event_base_free(base);
     return status;
 }

@@ -2,15 +2,24 @@
 
 #include "monitor.h"
 
+#include <velutils++/conversions.h>
+
 #include <event.h>
 #include <stdio.h>
+#include <time.h>
+#include <unistd.h>
+
+#include "copies.h"
+#include "events.h"
 
 namespace {
 
-const EventCatalogueEntry* findEvent(const String& name) {
-    for (const EventCatalogueEntry& entry : EVENT_CATALOGUE)
-        if (name == entry.name) return &entry;
-    return nullptr;
+const long POLL_INTERVAL = 10;  // ms
+
+long long now() {  // in us
+    struct timespec time;
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return time.tv_sec * 1000000LL + time.tv_nsec / 1000;
 }
 
 // Commands come from anyone: what is shown of them must not steer a terminal.
@@ -21,19 +30,73 @@ String printable(const String& text) {
     return shown;
 }
 
+void complain(const char* what, const String& about) {
+    fprintf(stderr, "link-monitor: %s: %s\n", what, printable(about).buffer());
+}
+
 }  // namespace
 
+Monitor::Monitor(const Settings& settings, const char* program)
+    : settings_(settings),
+      program_(program),
+      port_(*this),
+      publication_(directory_),
+      authority_(settings.key),
+      checkTimer_(*this),
+      pollTimer_(*this),
+      events_(0),
+      accepted_(0),
+      refused_(0) {}
+
 bool Monitor::start() {
-    if (!directory_.setup(STATUS_BASE_TMP, "/link-monitor")) {
-        fprintf(stderr, "link-monitor: no status directory\n");
+    if (!directory_.setup(STATUS_BASE_TMP, "/" + settings_.name) || !counters_.open()) {
+        complain("no status directory", settings_.name);
         return false;
     }
+    if (isRunningAlready()) return false;
     if (!port_.open(directory_, "/command")) {
-        fprintf(stderr, "link-monitor: no command FIFO\n");
+        complain("no command FIFO", settings_.name);
         return false;
     }
+    publication_.set("/pid", static_cast<unsigned long>(getpid()));
     publication_.set("/state", "running");
     publication_.set("/event-count", events_);
+    publication_.set("/accepted", accepted_);
+    publication_.set("/refused", refused_);
+    countStart();
+    return openLinks();
+}
+
+// Another copy on this status directory would lose its FIFO to us.
+bool Monitor::isRunningAlready() {
+    const int others = countOtherCopies(program_);
+    if (others > 0) printf("link-monitor: other copies running: %d\n", others);
+    String pid;
+    directory_.getStatus("/pid", pid);
+    if (!isOtherCopy(program_, valueOf32(pid.buffer()))) return false;
+    complain("already running as process", pid);
+    return true;
+}
+
+// The configuration daemon remembers how often the daemon was started.
+void Monitor::countStart() {
+    const String key("link-monitor.starts");
+    long starts = 0;
+    daemon_.getValueAsInt(key, starts);
+    if (daemon_.setValueAsInt(key, ++starts))
+        publication_.set("/starts", static_cast<unsigned long>(starts));
+    else
+        complain("the configuration daemon does not take", key);
+}
+
+bool Monitor::openLinks() {
+    for (const LinkSettings& settings : settings_.links) {
+        links_.emplace_back(new Link(settings, *this));
+        if (links_.back()->open("/" + settings_.name)) continue;
+        complain("no status directory for", settings.interface);
+        return false;
+    }
+    if (!links_.empty()) checkLinks();
     return true;
 }
 
@@ -46,40 +109,83 @@ void Monitor::stop() {
     event_loopbreak();
 }
 
+void Monitor::checkLinks() {
+    for (const std::unique_ptr<Link>& link : links_) link->check(now());
+    checkTimer_.start(settings_.interval);
+    pollLinks();
+}
+
+// Looks at the sockets now and then: the loop never waits for an answer.
+void Monitor::pollLinks() {
+    bool waiting = false;
+    for (const std::unique_ptr<Link>& link : links_) {
+        link->poll(now());
+        waiting = waiting || link->awaitsAnswer();
+    }
+    if (waiting) pollTimer_.start(POLL_INTERVAL);
+}
+
+void Monitor::handleLinkChange(const LinkSettings& link, bool up) {
+    printf("link-monitor: %s is %s\n", link.interface.buffer(), up ? "up" : "not up");
+    fflush(stdout);
+    handleEvent(link.kind + (up ? "-up" : "-down"));
+}
+
 void Monitor::handleCommand(const String& line) {
     String command(line);
     command.trim();
     if (command.length() == 0) return;
     if (command == "stop") return stop();
-    if (command == "status") return publication_.print();
-    if (command.startsWith("event ")) {
-        String name(command.substring(6));
-        name.trim();
-        return handleEvent(name);
-    }
-    fprintf(stderr, "link-monitor: unknown command: %s\n", printable(command).buffer());
+    if (command == "status") return print();
+    if (command.startsWith("event ")) return handleEvent(command.substring(6));
+    if (command.startsWith("set ")) return handleSet(command.substring(4));
+    complain("unknown command", command);
 }
 
 void Monitor::handleBadLine() {
     fprintf(stderr, "link-monitor: dropped a line that is no command\n");
 }
 
-void Monitor::handleEvent(const String& name) {
+void Monitor::handleEvent(const String& text) {
+    String name(text);
+    name.trim();
     const EventCatalogueEntry* const event = findEvent(name);
-    if (event == nullptr) {
-        fprintf(stderr, "link-monitor: unknown event: %s\n", printable(name).buffer());
-        return;
-    }
-    publishEvent(*event);
+    if (event != nullptr)
+        publishEvent(*event);
+    else
+        complain("unknown event", name);
 }
 
 void Monitor::publishEvent(const EventCatalogueEntry& event) {
     String id;
-    id.format("0x%08lx", static_cast<unsigned long>(event.id));
-    publication_.set("/event-id", id);
+    publication_.set("/event-id", id.format("0x%08lx", static_cast<unsigned long>(event.id)));
     publication_.set("/event-name", event.name);
     publication_.set("/event-description", event.description);
     publication_.set("/event-count", ++events_);
-    if (!directory_.setLink("/last-event", "event-name"))
-        fprintf(stderr, "link-monitor: cannot make the link last-event\n");
+    if (!directory_.setLink("/last-event", "event-name")) complain("no link", "last-event");
+    if (counters_.increment("/events") == 0) complain("not counted for all", event.name);
+}
+
+// NAME VALUE CODE, where the code proves that "NAME VALUE" comes from a holder of the key.
+void Monitor::handleSet(const String& arguments) {
+    const long beforeValue = arguments.indexOf(' ');
+    const long beforeCode = arguments.lastIndexOf(' ');
+    const String name(arguments.substring(0, beforeValue));
+    const String text(arguments.substring(0, beforeCode));
+    const bool authentic = beforeValue > 0 && beforeCode > beforeValue && isName(name) &&
+                           authority_.accepts(text, arguments.substring(beforeCode + 1));
+    if (!authentic) {
+        publication_.set("/refused", ++refused_);
+        return complain("refused to set", name);
+    }
+    const String value(text.substring(beforeValue + 1));
+    publication_.set("/accepted", ++accepted_);
+    publication_.set("/setting-" + name, value);
+    if (!daemon_.setValue("link-monitor." + name, value))
+        complain("the configuration daemon does not take", name);
+}
+
+void Monitor::print() const {
+    publication_.print();
+    for (const std::unique_ptr<Link>& link : links_) link->print();
 }

@@ -1,22 +1,32 @@
 // SPDX-License-Identifier: MIT
 //
-// The daemon: its status directory, its commands, its life.
+// The daemon: its status directory, its commands, its links, its life.
 
 #ifndef LINK_MONITOR_MONITOR_H
 #define LINK_MONITOR_MONITOR_H
 
+#include <velutils++/configuration.h>
 #include <velutils++/status.h>
 #include <velutils++/text.h>
 
+#include <memory>
+#include <vector>
+
+#include "authority.h"
 #include "command_port.h"
+#include "link.h"
 #include "publication.h"
+#include "settings.h"
+#include "shared_counters.h"
+#include "timer.h"
 
-class Monitor : private CommandHandler {
+class Monitor : private CommandHandler, private LinkObserver {
   public:
-    Monitor() : port_(*this), publication_(directory_), events_(0) {}
+    // `program` is the path that copies of the daemon are started by. Needs libevent's default
+    // event base.
+    Monitor(const Settings& settings, const char* program);
 
-    // Needs libevent's default event base. False, with the reason on standard error, when the
-    // daemon cannot start.
+    // False, with the reason on standard error, when the daemon cannot start.
     bool start();
 
     // Runs until a stop command or signal.
@@ -27,13 +37,32 @@ class Monitor : private CommandHandler {
   private:
     void handleCommand(const String& line) override;
     void handleBadLine() override;
+    void handleLinkChange(const LinkSettings& link, bool up) override;
+
+    bool isRunningAlready();
+    void countStart();
+    bool openLinks();
     void handleEvent(const String& name);
     void publishEvent(const EventCatalogueEntry& event);
+    void handleSet(const String& arguments);
+    void print() const;
+    void checkLinks();
+    void pollLinks();
 
+    const Settings settings_;
+    const char* const program_;
     CommandPort port_;
     StatusInterface directory_;  // goes before the port, and takes the port's receiver along
     Publication publication_;
+    const ConfigDaemonClient daemon_;
+    const Authority authority_;
+    SharedCounters counters_;
+    std::vector<std::unique_ptr<Link>> links_;
+    Timer<Monitor, &Monitor::checkLinks> checkTimer_;
+    Timer<Monitor, &Monitor::pollLinks> pollTimer_;
     unsigned long events_;
+    unsigned long accepted_;
+    unsigned long refused_;
 };
 
 #endif

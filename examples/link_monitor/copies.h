@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+//
+// Other running copies of this program.
+
+#ifndef LINK_MONITOR_COPIES_H
+#define LINK_MONITOR_COPIES_H
+
+// How many processes other than this one were started by the same program path.
+int countOtherCopies(const char* program);
+
+// Whether process `pid` is another running copy.
+bool isOtherCopy(const char* program, int pid);
+
+#endif

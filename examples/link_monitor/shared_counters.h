@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+//
+// Counters that all copies of the daemon share: status files, changed by one process at a time.
+
+#ifndef LINK_MONITOR_SHARED_COUNTERS_H
+#define LINK_MONITOR_SHARED_COUNTERS_H
+
+#include <velutils++/locks.h>
+#include <velutils++/status.h>
+#include <velutils++/text.h>
+
+class SharedCounters {
+  public:
+    SharedCounters() : lock_("/link-monitor") {}
+
+    bool open();
+
+    // Adds one and returns the new count; 0 when the counter could not be had in good time.
+    unsigned long increment(const String& name);
+
+  private:
+    CRecursiveSemaphore lock_;
+    StatusInterface directory_;
+};
+
+#endif
