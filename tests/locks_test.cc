@@ -211,9 +211,7 @@ TEST_F(RecursiveSemaphoreTest, TheObject) {
     struct stat status;
     ASSERT_EQ(0, stat(OBJECT, &status));
     EXPECT_EQ(S_IFREG | 0600u, status.st_mode);
-    const std::string mutex = contentOf(OBJECT);
-    EXPECT_EQ(sizeof(pthread_mutex_t), mutex.size());
-    EXPECT_NE(std::string(mutex.size(), '\0'), mutex);  // what tells it from one never initialised
+    EXPECT_EQ(sizeof(pthread_mutex_t), contentOf(OBJECT).size());
     expectWorking();
     expectLog({});
 }
@@ -272,13 +270,25 @@ TEST_F(RecursiveSemaphoreTest, ObjectsFoundThere) {
         expectLog({failed("mmap failed", EINVAL)});
         EXPECT_EQ(std::string(unusable, '\0'), contentOf(OBJECT));
     }
-    for (const size_t blank : {size_t(0), size}) {  // their creators died before the mutex was made
-        writeFile(OBJECT, std::string(blank, '\0'));
-        expectWorking();
+    // An existing object is used as it is, also one that holds only zeros.
+    writeFile(OBJECT, std::string(size, '\0'));
+    EXPECT_EQ(0, tryOnce());
+    expectLog({});
+    EXPECT_EQ(std::string(size, '\0'), contentOf(OBJECT));
+    // Their creators died before the mutex was made: size and mark tell.
+    for (const size_t unfinished : {size_t(0), size, size - 1}) {
+        writeFile(OBJECT, std::string(unfinished, '\0'));
+        EXPECT_EQ(0, chmod(OBJECT, unfinished == 0 ? 0600 : 0700));
+        EXPECT_EQ(0, tryOnce());
         expectLog({CREATED});
+        struct stat status;
+        EXPECT_EQ(0, stat(OBJECT, &status));
+        EXPECT_EQ(S_IFREG | 0600u, status.st_mode);
+        expectWorking();
+        expectLog({});
     }
     Mutex lock(NAME);
-    for (const char* call : {"pread", "mmap"}) {
+    for (const char* call : {"fstat", "mmap"}) {
         Failure failure(call, ENOMEM);
         EXPECT_EQ(-1, tryOnce());
         EXPECT_TRUE(exists(OBJECT));  // not ours to remove
@@ -304,6 +314,7 @@ TEST_F(RecursiveSemaphoreTest, EachCallFailsOnceOnANewObject) {
           "3recursive-semaphore: unable to lock guarding semaphore"}},
         {"shm_open", {unopened}, 2},
         {"fstat", {unmapped}},
+        {"fchmod", {unsized, unopened}},
         {"ftruncate", {unsized, unopened}},
         {"posix_fallocate", {unsized, unopened}},
         {"mmap", {unmapped}},
@@ -311,6 +322,7 @@ TEST_F(RecursiveSemaphoreTest, EachCallFailsOnceOnANewObject) {
         {"pthread_mutexattr_setpshared", {unset}},
         {"pthread_mutexattr_settype", {unset}},
         {"pthread_mutex_init", {failed("unable to initialize mutex", EPERM)}},
+        {"fchmod", {failed("unable to initialize mutex", EPERM)}, 2},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.call);
@@ -339,7 +351,7 @@ TEST_F(RecursiveSemaphoreTest, ACreatorMayDieAtAnyCall) {
         expectLog({CREATED});
     }
     EXPECT_EQ(0, end);
-    EXPECT_EQ(15, deaths);  // 4 to get the guard, 10 for the object, 1 to give the guard back
+    EXPECT_EQ(17, deaths);  // 4 to get the guard, 12 for the object, 1 to give the guard back
 }
 
 TEST_F(RecursiveSemaphoreTest, TheMakerOfTheGuardMayDie) {
@@ -360,9 +372,9 @@ TEST_F(RecursiveSemaphoreTest, TheMakerOfTheGuardMayDie) {
 // To touch a mapping of memory that cannot be had would end the process.
 TEST_F(RecursiveSemaphoreTest, SharedMemoryIsFull) {
     ASSERT_EQ(0, mount("shm", "/dev/shm", "tmpfs", 0, "size=64k"));
-    for (const off_t size : {off_t(0), off_t(sizeof(pthread_mutex_t))}) {
+    for (const mode_t mode : {0600u, 0700u}) {
         writeFile(OBJECT, "");
-        EXPECT_EQ(0, truncate(OBJECT, size));
+        EXPECT_EQ(0, chmod(OBJECT, mode));
         writeFile("/dev/shm/filler", std::string(1 << 17, 'f'));
         EXPECT_EQ(255, Process([] { return tryOnce(); }).result());
         expectLog({failed("unable to ftruncate shared memory", ENOSPC),

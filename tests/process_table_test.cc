@@ -119,7 +119,7 @@ class ProcessTable : public testing::Test {
     void check() {
         int counted = 0;
         for (const int pid : pids()) {
-            const ProcessEntry* const entry = table.getProcessEntryByPid(pid);
+            ProcessEntry* const entry = table.getProcessEntryByPid(pid);
             EXPECT_TRUE(entry->isValid());
             if (entry->getName() != bracketed(pid)) ++counted;
         }

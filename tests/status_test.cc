@@ -179,8 +179,9 @@ TEST_F(StatusTree, RefusedAllocationsFailCleanly) {
                   if (!interface.setup(STATUS_BASE_TMP, directory)) return;
                   interface.setStatus(file, text);
                   interface.setLink(link, text);
-                  String value;
-                  EXPECT_TRUE(!interface.getStatus(file, value) || value == text);
+                  String value(link);  // shares: emptying it must not fail either
+                  const bool read = interface.getStatus(file, value);
+                  EXPECT_TRUE(read ? value == text : text.startsWith(value));
               }));
     EXPECT_EQ(before, allocations::outstanding());
     EXPECT_EQ(0,

@@ -53,7 +53,7 @@ class VELUTILS_API PingClient {
     // Looks through what has arrived, without blocking. Returns
     //     0  the reply to the last request was there; what came after it is kept
     //     2  it was not; everything that was there is used up
-    //     3  receiving failed, or nothing was ever sent
+    //     3  receiving failed, or there is no socket
     // The match is by identifier and sequence number alone. A raw socket sees all ICMP packets
     // that arrive at the host: a client that pings an address of its own host sees its request
     // first, and takes it for the reply.

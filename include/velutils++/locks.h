@@ -14,8 +14,8 @@
  *   the holder
  *   when a holder dies     the kernel gives it back        stays held for ever
  *
- * What the locks are kept in outlives the objects and the processes: the library never removes it
- * once it works. Both have mode 0600, for the processes of one user.
+ * What the locks are kept in outlives the objects and the processes: the library removes only what
+ * was never made ready. Both have mode 0600, for the processes of one user.
  *
  * Failures are results, never exceptions; the reasons go to syslog(3) under the identity that the
  * daemon chose with openlog(3). Only an ordinary allocation that fails throws std::bad_alloc, and
@@ -61,7 +61,7 @@ VELUTILS_API int sem_trylock(semaphore_handle handle);
 // The key comes from the file's inode and device (ftok(3)), so the file must stay in place: a
 // replaced file is another lock, and its users are all to be restarted. A process killed between
 // its creation of the set and the increment that makes it free leaves a set that all others wait
-// for; ipcrm removes it. (CRecursiveSemaphore removes such a guard by itself, after two seconds.)
+// for; ipcrm removes it. (CRecursiveSemaphore removes such a guard by itself, after five seconds.)
 //
 // Threads: any, once init() is done. The holder is the process, not the thread.
 //
@@ -92,8 +92,8 @@ class VELUTILS_API CSemaphore {
   private:
     friend class CRecursiveSemaphore;
 
-    // After init(): waits until the set was used once. False when it never was, because its maker
-    // died, or is gone: it is removed, and init() makes another.
+    // After init(): waits until the set was used once. False when it was not for so long that its
+    // maker must have died: it is removed, and init() makes another.
     VELUTILS_LOCAL bool awaitFirstUse();
 
     std::string pathname;

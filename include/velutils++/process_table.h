@@ -39,7 +39,7 @@ class VELUTILS_API ProcessEntry {
     virtual void setNext(ProcessEntry* entry);
     // Whether the latest scan has seen the process. False is met only when /proc could not be read.
     virtual void setValid(bool isRunning);
-    virtual bool isValid() const;
+    virtual bool isValid();
 
   private:
     int pid;

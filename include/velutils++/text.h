@@ -197,8 +197,8 @@ class VELUTILS_API String {
     bool endsWith(const String& suffix) const;
 
     // Searches: the position of the first character, or -1. `from` below 0 means 0 forwards; a
-    // start that leaves no room for the match gives -1. Forward searches end at the first NUL and
-    // never find NUL; an empty text is found at the start.
+    // start that leaves no room for the match gives -1. An empty text is found at the start.
+    // Forward searches with case end at the first NUL and never find NUL.
     long indexOf(char ch) const;
     long indexOf(char ch, long from) const;
     long indexOf(const String& s) const;

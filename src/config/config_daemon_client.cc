@@ -65,7 +65,8 @@ ConfigDaemonClient::ConfigDaemonClient() : connection(nullptr) {
 ConfigDaemonClient::~ConfigDaemonClient() {
     if (connection == nullptr) return;
     configd_close(connection);
-    connection = nullptr;
+    // Volatile: the compiler drops plain stores to an object that ends.
+    *const_cast<void* volatile*>(&connection) = nullptr;
 }
 
 bool ConfigDaemonClient::setValue(const String& key, const String& value) const {

@@ -71,8 +71,8 @@ void HmacContext::getHash(unsigned char* out) {
     hashContext->initialize(returnedHashLength);
     hashContext->hash(outerKeyPad, sizeof outerKeyPad);
     hashContext->hash(inner, length);
-    wipe(inner, length);
     hashContext->getHash(out);
+    wipe(inner, length);
 }
 
 unsigned long HmacContext::getCompleteHashLength() const {

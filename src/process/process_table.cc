@@ -36,19 +36,18 @@ class Directory {
     }
 
     bool isOpen() const { return stream != nullptr; }
-    int descriptor() const { return dirfd(stream); }
     const struct dirent* read() const { return readdir(stream); }
 
   private:
     DIR* stream;
 };
 
-// Reads up to `size` bytes of a process's command line below the directory `proc`. -1 when the
-// process has ended; 0 also when it has no command line.
-ssize_t readCommandLine(int proc, int pid, char* buffer, size_t size) {
+// Reads up to `size` bytes of a process's command line. -1 when the process has ended; 0 also when
+// it has no command line.
+ssize_t readCommandLine(int pid, char* buffer, size_t size) {
     char path[PATH_SIZE];
-    snprintf(path, sizeof path, "%d/cmdline", pid);
-    const int fd = openat(proc, path, O_RDONLY | O_CLOEXEC);
+    snprintf(path, sizeof path, "/proc/%d/cmdline", pid);
+    const int fd = open(path, O_RDONLY | O_CLOEXEC);
     if (fd < 0) return -1;
 
     // The kernel gives all it has: what ends in a NUL is complete, and needs no second read to
@@ -86,9 +85,9 @@ bool isCounted(const ProcessEntry& entry) {
 }
 
 // False when the process has ended.
-bool readName(int proc, int pid, char (&name)[NAME_SIZE]) {
+bool readName(int pid, char (&name)[NAME_SIZE]) {
     memset(name, 0, sizeof name);
-    const ssize_t length = readCommandLine(proc, pid, name, sizeof name - 1);
+    const ssize_t length = readCommandLine(pid, name, sizeof name - 1);
     if (length < 0) return false;
     if (length > 0)
         joinArguments(name, static_cast<size_t>(length));
@@ -185,7 +184,7 @@ void ProcessEntry::setValid(bool isRunning) {
     valid = isRunning;
 }
 
-bool ProcessEntry::isValid() const {
+bool ProcessEntry::isValid() {
     return valid;
 }
 
@@ -219,7 +218,7 @@ void ProcessControl::refresh(bool keep) {
         }
 
         char name[NAME_SIZE];
-        if (!readName(proc.descriptor(), pid, name)) continue;
+        if (!readName(pid, name)) continue;
         ProcessEntry* const entry = new ProcessEntry(pid, name);
         append(entry, &firstEntry, &tail);
         if (isCounted(*entry)) ++processCount;

@@ -6,16 +6,15 @@
 //
 // Set-up happens under the guard, one semaphore for all names and processes. The kernel gives the
 // guard back when its holder dies, so whoever has it knows that no other set-up is under way, and
-// that an object without a mutex in it was left behind by one that died:
+// that an unfinished object was left behind by one that died. An object is marked as unfinished by
+// its owner's x permission from before it has its size until its mutex is initialised:
 //
-//   size 0             died before the size was set           take over as new
-//   all bytes zero     died before the mutex was initialised  take over as new
-//   any other size     not ours                               refuse
-//   otherwise          a mutex, free or held                  use
+//   size 0, or marked     take over as new
+//   any other wrong size  not ours: refuse
+//   otherwise             holds a mutex, free or held: use
 //
-// An initialised mutex is never all zero, as its kind (recursive, process-shared) is not. A set-up
-// that fails on a new object removes it, so that the next one begins afresh. A guard whose maker
-// died before making it free is removed after a while, too.
+// A set-up that fails on a new object removes it, so that the next one begins afresh. A guard whose
+// maker died before making it free is removed after a while, too.
 //
 // Tested by locks_test.cc.
 
@@ -48,7 +47,7 @@ class __attribute__((visibility("hidden"))) CRecursiveSemaphore::private_impl {
     bool initGuard();
     void setUp(const char* name);
     bool map(int fd);
-    bool initializeMutex(const char* name);
+    bool initializeMutex(int fd, const char* name);
 
     static const std::string SEM_PATHNAME;
     static const int SEM_PROJ_ID = 1;
@@ -67,6 +66,9 @@ namespace {
 const size_t REGION_SIZE = sizeof(pthread_mutex_t);
 static_assert(sizeof(void*) != 4 || REGION_SIZE == 24, "the objects are shared by all builds");
 
+const mode_t MODE = 0600;
+const mode_t UNFINISHED = 0700;
+
 // Both give back what they own also when the thread is cancelled inside a system call.
 struct HeldGuard {
     CSemaphore& guard;
@@ -82,28 +84,21 @@ struct Descriptor {
 
 int openOrCreate(const char* name) {
     const int fd = shm_open(name, O_RDWR, 0);
-    return fd != -1 ? fd : shm_open(name, O_RDWR | O_CREAT, 0600);
+    return fd != -1 ? fd : shm_open(name, O_RDWR | O_CREAT, MODE);
 }
 
-// Finds out whether an object lacks its mutex. Returns 0 or an error number. The bytes are read,
-// not mapped: to look at an untouched page of a mapping takes memory, and a signal if none is left.
+// Finds out whether an object lacks its mutex. Returns 0 or an error number.
 int examine(int fd, bool* isNew) {
     struct stat status;
     if (fstat(fd, &status) != 0) return errno;
-    *isNew = status.st_size == 0;
-    if (*isNew) return 0;
-    if (status.st_size != static_cast<off_t>(REGION_SIZE)) return EINVAL;
-    static const char blank[REGION_SIZE] = {};
-    char content[REGION_SIZE];
-    const ssize_t n = pread(fd, content, REGION_SIZE, 0);
-    if (n != static_cast<ssize_t>(REGION_SIZE)) return n == -1 ? errno : EINVAL;
-    *isNew = memcmp(content, blank, REGION_SIZE) == 0;
-    return 0;
+    *isNew = status.st_size == 0 || (status.st_mode & (UNFINISHED & ~MODE)) != 0;
+    return *isNew || status.st_size == static_cast<off_t>(REGION_SIZE) ? 0 : EINVAL;
 }
 
 // Gives an object its size and the memory for it: with the size alone, the first use of the
 // mapping would end the process if the file system is full. Returns 0 or an error number.
 int reserve(int fd) {
+    if (fchmod(fd, UNFINISHED) != 0) return errno;
     if (ftruncate(fd, static_cast<off_t>(REGION_SIZE)) != 0) return errno;
     int error;
     do {
@@ -165,7 +160,7 @@ void Lock::private_impl::setUp(const char* name) {
         shm_unlink(name);
         return logUnopened(unreserved);
     }
-    if (!map(object.fd) || !initializeMutex(name)) shm_unlink(name);
+    if (!map(object.fd) || !initializeMutex(object.fd, name)) shm_unlink(name);
 }
 
 bool Lock::private_impl::map(int fd) {
@@ -178,11 +173,12 @@ bool Lock::private_impl::map(int fd) {
     return true;
 }
 
-bool Lock::private_impl::initializeMutex(const char* name) {
+bool Lock::private_impl::initializeMutex(int fd, const char* name) {
     pthread_mutexattr_t attributes;
     if (init_mutextattrs(&attributes) == 0) {
-        const int error = pthread_mutex_init(mutex, &attributes);
+        int error = pthread_mutex_init(mutex, &attributes);
         pthread_mutexattr_destroy(&attributes);
+        if (error == 0 && fchmod(fd, MODE) != 0) error = errno;
         if (error == 0) {
             syslog(LOG_DEBUG, "created recursive semaphore \"%s\"", name);
             return true;

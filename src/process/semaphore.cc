@@ -31,16 +31,11 @@ int change(int semId, short by, short flags) {
     return semop(semId, &operation, 1);
 }
 
-// How long a new set may lack the increment that makes it free. Its maker needs microseconds.
-const int PATIENCE = 2000;  // ms
+// A maker needs microseconds to make its set free. One that takes this long has died.
+const time_t PATIENCE = 5;  // s
 
-enum SetState { UNUSED, USED, REMOVED };
-
-SetState stateOf(int semId) {
-    struct semid_ds status;
-    if (semctl(semId, 0, IPC_STAT, &status) == -1)
-        return errno == EIDRM || errno == EINVAL ? REMOVED : USED;
-    return status.sem_otime == 0 && semctl(semId, 0, GETVAL) == 0 ? UNUSED : USED;
+bool isStale(time_t made) {
+    return time(nullptr) - made >= PATIENCE;
 }
 
 }  // namespace
@@ -80,14 +75,20 @@ int CSemaphore::init() {
 }
 
 bool CSemaphore::awaitFirstUse() {
-    const struct timespec pause = {0, 1000000};
-    SetState state = stateOf(semId);
-    for (int waited = 0; state == UNUSED && waited < PATIENCE; ++waited) {
+    const struct timespec pause = {0, 10 * 1000 * 1000};
+    bool stale = false;
+    for (;;) {
+        struct semid_ds status;
+        // A stale set that is gone was removed by another process here; any other, lock() reports.
+        if (semctl(semId, 0, IPC_STAT, &status) == -1) return !stale;
+        if (status.sem_otime != 0 || semctl(semId, 0, GETVAL) != 0) return true;
+        if (stale) {
+            semctl(semId, 0, IPC_RMID);
+            return false;
+        }
         nanosleep(&pause, nullptr);
-        state = stateOf(semId);
+        stale = isStale(status.sem_ctime);
     }
-    if (state == UNUSED) semctl(semId, 0, IPC_RMID);
-    return state == USED;
 }
 
 int CSemaphore::lock() {

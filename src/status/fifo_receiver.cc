@@ -29,7 +29,9 @@ bool haveEventBase() {
     struct event probe;
     memset(&probe, 0, sizeof probe);
     event_set(&probe, -1, 0, nullptr, nullptr);
-    return event_get_base(&probe) != nullptr;
+    const bool have = event_get_base(&probe) != nullptr;
+    event_debug_unassign(&probe);
+    return have;
 }
 
 // A call of STATUS_FIFO_READ_EVENT under way. Calls nest when an observer runs the loop itself.

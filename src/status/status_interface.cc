@@ -84,7 +84,7 @@ bool StatusInterface::setStatus(const String& name, const String& value) {
 bool StatusInterface::getStatus(const String& name, String& value) const {
     String file;
     const bool formed = formPath(name, &file);
-    value = "";
+    value = String();
     if (!formed) return false;
     const int fd = open(file.buffer(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) return false;

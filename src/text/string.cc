@@ -175,7 +175,8 @@ String::String(const char* s, long start, long count) : buffer_(nullptr) {
 
 String::~String() {
     buffer_->drop();
-    buffer_ = nullptr;
+    // Volatile: the compiler drops plain stores to an object that ends.
+    *const_cast<StringBuffer* volatile*>(&buffer_) = nullptr;
 }
 
 // Assignment

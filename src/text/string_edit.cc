@@ -110,13 +110,13 @@ void String::insertBytes(long position, const char* inserted, long long n) {
 }
 
 String String::substring(long start) const {
-    if (start < 0 || start >= length()) return EMPTY();
+    if (start < 0 || start >= length()) return String();
     return String(buffer() + start);
 }
 
 String String::substring(long start, long end) const {
     const long first = start < 0 ? 0 : start;
-    if (first >= end || first >= length()) return EMPTY();
+    if (first >= end || first >= length()) return String();
     return String(buffer(), first, end - first);
 }
 

@@ -38,7 +38,7 @@ void String::renderAt(long at, uint32_t n, const char* format, va_list arguments
         take(grown);
         return;
     }
-    char local[512];
+    char local[2048];
     char* const area = n < sizeof local ? local : static_cast<char*>(malloc(size_t{n} + 1));
     if (area == nullptr) return;
     renderExactly(area, n, format, arguments);

@@ -62,6 +62,7 @@ CALL("pthread_mutex_init", pthread_mutex_init, error, int, (void* mutex, const v
 CALL("fstat", fstat, MINUS_ONE, int, (int fd, void* status), (fd, status))
 CALL("fstat", fstat64, MINUS_ONE, int, (int fd, void* status), (fd, status))
 CALL("fstat", __fstat64_time64, MINUS_ONE, int, (int fd, void* status), (fd, status))
+CALL("fchmod", fchmod, MINUS_ONE, int, (int fd, mode_t mode), (fd, mode))
 CALL("ftruncate", ftruncate, MINUS_ONE, int, (int fd, long size), (fd, size))
 CALL("ftruncate", ftruncate64, MINUS_ONE, int, (int fd, int64_t size), (fd, size))
 CALL("posix_fallocate", posix_fallocate, error, int, (int fd, long at, long n), (fd, at, n))
