@@ -58,6 +58,7 @@ class VELUTILS_API ConfigReader {
     // 1 for "on" and 0 for "off", in upper or lower case; any other value as valueOf32 reads it.
     virtual long getValueAsInt(const String& key, long defaultValue) const;
 
+    // The same with the key that the template and the index make.
     virtual const String& getIndexedValue(const String& keyTemplate, unsigned long index,
                                           const String& defaultValue) const;
     virtual long getIndexedValueAsInt(const String& keyTemplate, unsigned long index,
@@ -107,6 +108,7 @@ class VELUTILS_API ConfigDaemonClient {
     ConfigDaemonClient& operator=(const ConfigDaemonClient&) = delete;
     virtual ~ConfigDaemonClient();
 
+    // An integer is sent in decimal.
     virtual bool setValue(const String& key, const String& value) const;
     virtual bool setValueAsInt(const String& key, long value) const;
     virtual bool setIndexedValue(const String& keyTemplate, unsigned long index,

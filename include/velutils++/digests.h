@@ -55,7 +55,9 @@ class VELUTILS_API HashContext {
     // and a second call would digest it too. The digest stays in the object until initialize() or
     // destroy().
     virtual void getHash(unsigned char* out) = 0;
+    // The size of the digest.
     virtual unsigned long getCompleteHashLength() const = 0;
+    // See getHash().
     virtual void getCompleteHash(unsigned char* out) = 0;
 
     // Digests "abc" with this very object: 0 when the published result comes out, otherwise -1.
@@ -133,12 +135,14 @@ class VELUTILS_API AuthenticationContext {
     // digest underneath; those declared here have none.
     virtual int reset() = 0;
 
+    // Adds to the message.
     virtual void hash(const unsigned char* data, unsigned long length) = 0;
 
     // Finishes the message and writes its authentication code. Once a message. To check a code
     // that came from outside, compare in constant time, not with memcmp.
     virtual void getHash(unsigned char* out) = 0;
 
+    // The size of the whole code.
     virtual unsigned long getCompleteHashLength() const = 0;
 
     // The length given to initialize(), even if longer than the code: an output area of this size

@@ -10,6 +10,7 @@
 /* A header that offers nothing to C is still more than nothing to include. */
 #include <stddef.h>
 
+/* What the library offers to its users. */
 #define VELUTILS_API __attribute__((visibility("default")))
 
 /* A member of an exported class that only the library itself uses. */

@@ -51,6 +51,7 @@ class VELUTILS_API INUInt32HashTable {
     bool addEntry(unsigned long key, void* value);
     // Removes the oldest entry of key. False when there is none.
     bool removeEntry(unsigned long key);
+    // Empties the table; the values stay the caller's.
     void removeAllEntries();
 
     // The following visit bucket after bucket and each chain from its oldest entry on.
@@ -84,16 +85,17 @@ class VELUTILS_API INUInt32HashTable {
 // REQUIRES: every key is a NUL-terminated text.
 class VELUTILS_API INStringHashTable {
   public:
+    // As INUInt32HashTable.
     explicit INStringHashTable(unsigned long size);
     INStringHashTable(const INStringHashTable&) = delete;
     INStringHashTable& operator=(const INStringHashTable&) = delete;
     ~INStringHashTable();
 
+    // All as in INUInt32HashTable.
     bool getValueFromKey(const char* key, void** value) const;
     bool addEntry(const char* key, void* value);
     bool removeEntry(const char* key);
     void removeAllEntries();
-
     unsigned long getFirstNPointers(unsigned long n, void** out) const;
     void passAllPointers(void (*fn)(void*)) const;
     unsigned long getNumberOfKeys() const;

@@ -47,6 +47,7 @@ class VELUTILS_API IpInterfaceStatus {
     // The kernel gives the interface the default mask of the address's class with it: set the
     // address first, then the mask. Address 0 takes the address away.
     virtual bool setIpV4Address(char const* name, unsigned int address);
+    // 0 as for the address.
     virtual unsigned int getIpV4Mask(char const* name) const;
     // The interface needs an address, and the mask must be contiguous.
     virtual bool setIpV4Mask(char const* name, unsigned int mask);

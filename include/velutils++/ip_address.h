@@ -39,6 +39,7 @@ class VELUTILS_API IpAddress {
     static const uint32_t ipv4McGrpAllHosts;
     static const uint32_t ipv4McGrpAllRouters;
 
+    // The shared empty value.
     static const IpAddress& EMPTY();
 
     // An argument that cannot be used, or two of which one cannot, gives the empty value.
@@ -50,7 +51,7 @@ class VELUTILS_API IpAddress {
     IpAddress& operator=(IpAddress const& other);
     ~IpAddress();
 
-    // Makes the value empty.
+    // Makes the value empty, and tells whether it is.
     void init();
     bool isEmpty() const;
 

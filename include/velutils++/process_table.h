@@ -31,10 +31,12 @@ class VELUTILS_API ProcessEntry {
     ProcessEntry& operator=(const ProcessEntry&) = delete;
     virtual ~ProcessEntry();
 
+    // The process id.
     virtual int getPid() const;
     // The command line: the arguments with single spaces between them, cut at 255 bytes. A process
     // without one (a kernel thread, a zombie) has its id in brackets instead, as "[2]".
     virtual const char* getName() const;
+    // The entry behind this one, or null.
     virtual ProcessEntry* getNext() const;
     virtual void setNext(ProcessEntry* entry);
     // Whether the latest scan has seen the process. False is met only when /proc could not be read.
@@ -75,6 +77,7 @@ class VELUTILS_API ProcessControl {
                                                     const ProcessEntry* previous) const;
     // How many names begin with prefix; with null the number of entries.
     virtual int getNumberOfProcessesByName(const char* prefix) const;
+    // The entry of that process, or null.
     virtual ProcessEntry* getProcessEntryByPid(int pid);
     // How many entries are named from a command line: those whose name is not just their own id
     // in brackets.

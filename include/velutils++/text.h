@@ -87,6 +87,7 @@ class VELUTILS_API String {
     // new gives null when the heap refuses.
     class VELUTILS_API StringBuffer {
       public:
+        // Empty, one character, n bytes, two or three texts joined, or a copy with its capacity.
         StringBuffer();  // for EMPTY() only
         explicit StringBuffer(long capacity);
         StringBuffer(long capacity, char ch);
@@ -98,6 +99,7 @@ class VELUTILS_API String {
         StringBuffer(const StringBuffer& other);
         StringBuffer& operator=(const StringBuffer&) = delete;
 
+        // One block for the buffer and its text.
         static void* operator new(size_t size, long capacity) noexcept;
         static void operator delete(void* block) noexcept;
         static void operator delete(void* block, long capacity) noexcept;
@@ -109,6 +111,7 @@ class VELUTILS_API String {
         // never written and never released.
         static StringBuffer* EMPTY();
 
+        // The room for text; whether this is shared; counting another referer.
         long capacity() const;
         bool hasMultipleReferers() const;
         void link();
@@ -130,6 +133,7 @@ class VELUTILS_API String {
     // The shared empty String.
     static const String& EMPTY();
 
+    // Of nothing, of another text, which they then share, or of a copy of the characters.
     String();
     String(const String& other);
     String(char ch);  // NUL gives the empty text
@@ -141,10 +145,12 @@ class VELUTILS_API String {
     String(const char* s, long start, long count);
     ~String();
 
+    // Replace the text, also by this very one.
     String& operator=(const String& other);
     String& operator=(const char* s);  // s may point into this text
     String& operator=(char ch);
 
+    // Append.
     String& concat(const String& other);
     String& concat(const char* p, long n);  // exactly n bytes, NULs included
     String& operator+=(const String& other);
@@ -153,17 +159,20 @@ class VELUTILS_API String {
     // Appends n >= 1 bytes; p is not null, and may point into this text.
     void internalConcat(const char* p, long n);
 
+    // In characters.
     long length() const;
     // NUL-terminated; valid until this String is changed, assigned or destroyed.
     const char* buffer() const;
     // NUL for any i outside the text.
     char operator[](long i) const;
+    // The String itself.
     String& operator*();
     const String& operator*() const;
     // Copies the characters from begin up to, not including, end, both limited to the text, and
     // returns their number. dst gets no NUL; a null dst gives 0.
     long getChars(long begin, long end, char* dst) const;
 
+    // As the constructors of the same arguments; numbers in decimal.
     static String stringOf(bool b);  // "true" or "false"
     static String stringOf(char ch);
     static String stringOf(const char* s);
@@ -225,6 +234,7 @@ class VELUTILS_API String {
 
     // A newChar of NUL changes nothing.
     void replace(char oldChar, char newChar);
+    // ASCII letters only.
     void toLowerCase();
     void toUpperCase();
     // Removes blanks (bytes 9 to 13 and 32) from both ends.
@@ -261,6 +271,7 @@ class VELUTILS_API String {
     StringBuffer* buffer_;
 };
 
+// The joined text.
 VELUTILS_API String operator+(const String& a, const String& b);
 VELUTILS_API String operator+(const String& a, const char* b);
 VELUTILS_API String operator+(const char* a, const String& b);
@@ -275,21 +286,18 @@ VELUTILS_API bool operator<(const String& a, const String& b);
 VELUTILS_API bool operator>(const String& a, const String& b);
 VELUTILS_API bool operator<=(const String& a, const String& b);
 VELUTILS_API bool operator>=(const String& a, const String& b);
-
 VELUTILS_API bool operator==(const String& a, const char* b);
 VELUTILS_API bool operator!=(const String& a, const char* b);
 VELUTILS_API bool operator<(const String& a, const char* b);
 VELUTILS_API bool operator>(const String& a, const char* b);
 VELUTILS_API bool operator<=(const String& a, const char* b);
 VELUTILS_API bool operator>=(const String& a, const char* b);
-
 VELUTILS_API bool operator==(const char* a, const String& b);
 VELUTILS_API bool operator!=(const char* a, const String& b);
 VELUTILS_API bool operator<(const char* a, const String& b);
 VELUTILS_API bool operator>(const char* a, const String& b);
 VELUTILS_API bool operator<=(const char* a, const String& b);
 VELUTILS_API bool operator>=(const char* a, const String& b);
-
 VELUTILS_API bool operator==(const String& a, char b);
 VELUTILS_API bool operator!=(const String& a, char b);
 VELUTILS_API bool operator==(char a, const String& b);
