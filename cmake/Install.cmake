@@ -1,0 +1,60 @@
+# SPDX-License-Identifier: MIT
+# What `cmake --install` puts where. The components are those of the Debian packages: "runtime" for
+# what programs need to run, "development" for what it takes to build them.
+
+# The library's own file is the key of a lock that all processes of the machine share, so it lies
+# in /usr/lib itself on every machine, not in a folder named after the processor.
+if(CMAKE_INSTALL_PREFIX_INITIALIZED_TO_DEFAULT)
+  set(CMAKE_INSTALL_PREFIX /usr CACHE PATH "Where to install" FORCE)
+endif()
+set(CMAKE_INSTALL_LIBDIR lib CACHE PATH "Where below the prefix libraries go")
+set(CMAKE_INSTALL_DOCDIR share/doc/libvelutils++-dev CACHE PATH "Where documents go")
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+install(TARGETS velutils++ EXPORT velutils++
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development)
+install(DIRECTORY include/velutils++ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  COMPONENT development FILES_MATCHING PATTERN "*.h")
+
+# pkg-config and find_package. The former lies where every target's pkg-config looks.
+configure_file(cmake/velutils++.pc.in velutils++.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/velutils++.pc
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/pkgconfig COMPONENT development)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/velutils++)
+write_basic_package_version_file(velutils++-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(EXPORT velutils++ FILE velutils++-config.cmake NAMESPACE velutils++::
+  DESTINATION ${package_dir} COMPONENT development)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/velutils++-config-version.cmake
+  DESTINATION ${package_dir} COMPONENT development)
+
+# Daemons of several users share the status tree, whoever starts first.
+install(FILES packaging/velutils++.conf DESTINATION lib/tmpfiles.d COMPONENT runtime)
+
+# Documents
+install(FILES docs/man/velutils++-status.5 docs/man/velutils++-configuration.5
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT development)
+install(FILES docs/man/velutils++.7 DESTINATION ${CMAKE_INSTALL_MANDIR}/man7
+  COMPONENT development)
+file(GLOB pages CONFIGURE_DEPENDS docs/*.md)
+list(REMOVE_ITEM pages ${CMAKE_SOURCE_DIR}/docs/reference.md)
+install(FILES README.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT development)
+install(DIRECTORY examples platform DESTINATION ${CMAKE_INSTALL_DOCDIR}
+  COMPONENT development USE_SOURCE_PERMISSIONS)
+
+# The reference, made from the public headers
+option(VELUTILS_REFERENCE "Build the reference with Doxygen: HTML, and man pages to install" OFF)
+if(VELUTILS_REFERENCE)
+  file(GLOB public_headers CONFIGURE_DEPENDS include/velutils++/*.h)
+  add_custom_command(OUTPUT reference/done
+    COMMAND ${CMAKE_SOURCE_DIR}/docs/build-reference ${CMAKE_CURRENT_BINARY_DIR}/reference
+    COMMAND ${CMAKE_COMMAND} -E touch reference/done
+    DEPENDS ${public_headers} docs/build-reference docs/Doxyfile docs/reference.md
+      docs/header-filter.awk
+    COMMENT "Building the reference")
+  add_custom_target(reference ALL DEPENDS reference/done)
+  install(DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/reference/man/man3
+    DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT development)
+endif()
