@@ -38,7 +38,6 @@ install(FILES docs/man/velutils++-status.5 docs/man/velutils++-configuration.5
 install(FILES docs/man/velutils++.7 DESTINATION ${CMAKE_INSTALL_MANDIR}/man7
   COMPONENT development)
 file(GLOB pages CONFIGURE_DEPENDS docs/*.md)
-list(REMOVE_ITEM pages ${CMAKE_SOURCE_DIR}/docs/reference.md)
 install(FILES README.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
 install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT development)
 install(DIRECTORY examples platform DESTINATION ${CMAKE_INSTALL_DOCDIR}
@@ -51,7 +50,7 @@ if(VELUTILS_REFERENCE)
   add_custom_command(OUTPUT reference/done
     COMMAND ${CMAKE_SOURCE_DIR}/docs/build-reference ${CMAKE_CURRENT_BINARY_DIR}/reference
     COMMAND ${CMAKE_COMMAND} -E touch reference/done
-    DEPENDS ${public_headers} docs/build-reference docs/Doxyfile docs/reference.md
+    DEPENDS ${public_headers} docs/build-reference docs/Doxyfile docs/reference.dox
       docs/header-filter.awk
     COMMENT "Building the reference")
   add_custom_target(reference ALL DEPENDS reference/done)
