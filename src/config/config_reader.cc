@@ -100,7 +100,7 @@ bool ConfigReader::store(const char* key, const char* value, const String* share
     std::unique_ptr<String> copy(shared != nullptr ? new String(*shared) : new String(value));
     const bool whole = copy->length() != 0 || *value == '\0';
     if (!whole || !table->addEntry(key, copy.get())) return false;
-    copy.release();
+    (void)copy.release();
     return true;
 }
 
