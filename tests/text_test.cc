@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // String. Editing is a table run in three ways (alone, shared, with the heap refusing), searching
-// and comparing are exhaustive over short texts against naive models, and random programs edit
-// Strings that share buffers. Where an allocation cannot be refused nothing may be allocated.
+// and comparing are exhaustive over short texts against naive models. Where an allocation cannot be
+// refused nothing may be allocated. fuzz/string_edit.cc edits Strings that share buffers.
 
 #include <velutils++/text.h>
 
@@ -11,8 +11,6 @@
 #include <string.h>
 
 #include <algorithm>
-#include <map>
-#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -361,67 +359,6 @@ std::string lower(const std::string& text) {
     return shifted(text, 'A', 32);
 }
 
-// What a step of a random program may use; all of the text before it.
-struct Turn {
-    const String& other;  // may be the very text
-    std::string otherText;
-    size_t at, to, place;
-    std::string own;  // from `at` on, up to a NUL
-    char ch;
-    std::string bytes;
-};
-#define STEP(edit, model) \
-    [](String& s, std::string& m, const Turn& t) { static_cast<void>(t), edit, model; }
-void (*const STEPS[])(String& s, std::string& m, const Turn& t) = {
-    STEP(s = t.other, m = t.otherText),
-    STEP(s = t.other, m = t.otherText),
-    STEP(s = t.bytes.c_str(), m = t.bytes.c_str()),
-    STEP(s = s.buffer() + t.at, m = t.own),
-    STEP(s += t.other, m += t.otherText),
-    STEP(s.concat(t.bytes.data(), long(t.bytes.size())), m += t.bytes),
-    STEP(s.insert(long(t.at), t.other), m.insert(t.at, t.otherText)),
-    STEP(s.insert(long(t.place), s.buffer() + t.at), m.insert(t.place, t.own)),
-    STEP(s.insert(long(t.place), s), m.insert(t.place, std::string(m))),
-    STEP(s.deleteRegion(long(t.at), long(t.to)), m.erase(t.at, t.to - t.at)),
-    STEP(s.replace(t.ch, 'x'), std::replace(m.begin(), m.end(), t.ch, 'x')),
-    STEP(s.toUpperCase(), m = shifted(m, 'a', -32)),
-    STEP(s.toLowerCase(), m = lower(m)),
-    STEP(s.trim(), m.erase(m.find_last_not_of(' ') + 1).erase(0, m.find_first_not_of(' '))),
-    STEP(s = t.other.substring(0, 5), m = cut(t.otherText, 5)),
-    STEP(s.format("<%s|%3d>", s.buffer() + t.at, 7), m = "<" + t.own + "|  7>"),
-    STEP(s.concatf("%s%c", s.buffer() + t.at, 'q'), m += t.own + 'q'),
-};
-
-void runRandomProgram(unsigned steps) {
-    std::mt19937 random(20);
-    const auto below = [&](size_t n) { return size_t(random()) % n; };
-    std::vector<String> strings(5);
-    std::vector<std::string> models(5);
-    while (steps-- > 0) {
-        const size_t i = below(5), j = below(5), at = below(models[i].size() + 1);
-        const char ch = "aZ \0"[below(4)];
-        const size_t to = at + below(models[i].size() - at + 1), place = below(to + 1);
-        const std::string own = models[i].c_str() + at, bytes(below(12), ch);
-        const Turn turn = {strings[j], models[j], at, to, place, own, ch, bytes};
-        STEPS[below(std::size(STEPS))](strings[i], models[i], turn);
-        if (models[i].size() > 700) strings[i] = "", models[i] = "";
-
-        std::map<const Buffer*, int> referers = {{Buffer::EMPTY(), 2}};
-        for (const String& s : strings) ++referers[bufferOf(s)];
-        for (size_t k = 0; k < strings.size(); ++k) {
-            const Buffer* const buffer = bufferOf(strings[k]);
-            ASSERT_EQ(models[k], textOf(strings[k]));
-            ASSERT_EQ(referers[buffer] > 1, buffer->hasMultipleReferers());
-        }
-    }
-}
-
-TEST(String, RandomEditsOfSharersFollowTheirModels) {
-    const long before = allocations::outstanding();
-    runRandomProgram(20000);
-    EXPECT_EQ(before, allocations::outstanding());
-}
-
 // Every text of up to n bytes over an alphabet with both cases, a byte above 127 and NUL.
 const std::string ALPHABET = "aA\xe4\0"s;
 std::vector<std::string> textsUpTo(size_t n) {
@@ -624,7 +561,6 @@ TEST(Threads, SharersMayLiveInDifferentThreads) {
             }
         });
     }
-    threads.emplace_back(runRandomProgram, 5000);  // once more, with atomic counting
     for (std::thread& thread : threads) thread.join();
     EXPECT_FALSE(bufferOf(base)->hasMultipleReferers());
     for (const auto& mine : strings)

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+//
+// Bytes written into two FIFOs in pieces of any size: each observer gets its own, whole and in
+// order, however they were cut; and nothing once its receiver was removed.
+
+#include <velutils++/status.h>
+
+#include <event.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "fuzz/input.h"
+
+namespace {
+
+class Observer : public StatusFifoObserver {
+  public:
+    void handleFifoData(struct bufferevent*, char* data, size_t length) override {
+        REQUIRE(length >= 1 && length <= 99 && data[length] == '\0' && !removed);
+        heard.append(data, length);
+        removed = --callsLeft == 0;
+        if (removed) owner->deleteIpcRxFifo(identifier);
+    }
+    StatusInterface* owner;
+    unsigned long identifier;
+    size_t callsLeft;  // before it removes its receiver
+    bool removed = false;
+    std::string heard;
+};
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    static struct event_base* const base = event_init();
+    REQUIRE(base != nullptr);
+    Input input(data, std::min(size, size_t{4000}));  // a FIFO takes that at once
+    StatusInterface interface;
+    REQUIRE(interface.setup(STATUS_BASE_TMP, "/fuzz"));
+    const char* const names[] = {"/0", "/1"};
+    Observer observers[2];
+    std::string sent[2];
+    int fds[2];
+    for (size_t i = 0; i < 2; ++i) {
+        observers[i].owner = &interface;
+        observers[i].callsLeft = input.below(256) + 10;
+        observers[i].identifier = interface.setupIpcRxFifo(names[i], &observers[i]);
+        REQUIRE(observers[i].identifier != 0);
+        fds[i] = open((std::string("/tmp/status/fuzz") + names[i]).c_str(), O_WRONLY | O_NONBLOCK);
+        REQUIRE(fds[i] >= 0);
+    }
+    while (!input.isEmpty()) {
+        const size_t i = input.below(2);
+        const size_t loops = input.below(3);
+        const std::string piece = input.text(input.number<uint16_t>() % 600);
+        if (observers[i].removed) continue;
+        REQUIRE(write(fds[i], piece.data(), piece.size()) == static_cast<ssize_t>(piece.size()));
+        sent[i] += piece;
+        for (size_t k = 0; k < loops; ++k) event_loop(EVLOOP_NONBLOCK);
+    }
+    for (size_t k = 0; k < 5; ++k) event_loop(EVLOOP_NONBLOCK);
+    for (size_t i = 0; i < 2; ++i) {
+        close(fds[i]);
+        if (!observers[i].removed) REQUIRE(observers[i].heard == sent[i]);
+        REQUIRE(sent[i].compare(0, observers[i].heard.size(), observers[i].heard) == 0);
+    }
+    interface.cleanup();
+    event_loop(EVLOOP_NONBLOCK);  // libevent frees the buffered events of removed receivers here
+    return 0;
+}
