@@ -17,6 +17,7 @@ namespace {
 
 const size_t MOST = 8;
 const int32_t LONGEST = 5000;
+const long TOO_LARGE = 100000;
 
 struct Call {
     std::string format;
@@ -38,7 +39,8 @@ struct Call {
         }
         long read = none;
         for (; format[*at] >= '0' && format[*at] <= '9'; ++*at)
-            read = std::min((read < 0 ? 0 : read) * 10 + format[*at] - '0', 99999L);
+            read = std::min((read < 0 ? 0 : read) * 10 + format[*at] - '0', TOO_LARGE);
+        if (read == TOO_LARGE) asPlatform = false;  // which may refuse it
         return read;
     }
 
