@@ -1,13 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// Address and mask texts against a regular expression and inet_pton; what was read is printed and
-// read again.
+// Address and mask texts against inet_pton and strtoul; what was read is printed and read again.
 
 #include <velutils++/ip_address.h>
 
 #include <arpa/inet.h>
-
-#include <regex>
 
 #include "fuzz/input.h"
 
@@ -31,13 +28,16 @@ bool readDotted(const std::string& text, unsigned long* word) {
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Input input(data, size);
     const std::string text = input.text(input.below(64)), maskText = input.rest();
-    static const std::regex PREFIX("/([0-9]|[12][0-9]|3[012])$");
-    std::smatch prefix;
-    const bool prefixed = std::regex_search(text, prefix, PREFIX);
-    unsigned long word = 0, mask = 0xFFFFFFFF;
-    const bool valid = readDotted(prefixed ? std::string(prefix.prefix()) : text, &word);
-    if (prefixed) mask = 0xFFFFFFFFul << (32 - std::stoi(prefix[1])) & 0xFFFFFFFF;
-    if (prefixed && prefix[1] == "0") mask = 0;
+    unsigned long word = 0, mask = 0;
+    const size_t slash = text.find('/');
+    const bool prefixed = slash != std::string::npos;
+    bool valid = readDotted(text.substr(0, slash), &word);
+    if (prefixed) {
+        const std::string digits = text.substr(slash + 1);
+        const unsigned long ones = strtoul(digits.c_str(), nullptr, 10);
+        valid = valid && ones <= 32 && digits == std::to_string(ones);
+        if (valid && ones > 0) mask = 0xFFFFFFFFul << (32 - ones) & 0xFFFFFFFF;
+    }
 
     IpAddress ip(0x01020304, 0xFFFFFF00);
     const IpAddress old = ip;

@@ -11,7 +11,6 @@
 #include <random>
 
 #include "configd/configd.h"
-#include "tests/support/allocations.h"
 #include "tests/support/files.h"
 
 namespace {
@@ -193,32 +192,6 @@ TEST_F(ConfigFile, NoiseAndCrowdsAreHarmless) {
         EXPECT_EQ(i, reader_.getIndexedValueAsInt("key%lu", static_cast<unsigned long>(i), -1));
 }
 
-TEST_F(ConfigFile, RefusedAllocations) {
-    const String name(FILE_NAME);
-    const String wide("a-template-for-a-key-%lu");
-    const String key("a-template-for-a-key-7");
-    const String text("a value that takes a buffer of its own");
-    writeFile(FILE_NAME,
-              "first=1\na-template-for-a-key-3=a value with a buffer of its own\n=empty\n");
-    const long before = allocations::outstanding();
-    const long refusals = allocations::sweep([&] {
-        ConfigReader reader;
-        try {
-            reader.initialize(name, 4);
-            reader.add(key, text);
-        } catch (const std::bad_alloc&) {
-        }
-        // An entry is whole or not there, and a refused key finds no other entry.
-        const String& added = reader.getIndexedValue(wide, 7, String::EMPTY());
-        EXPECT_TRUE(added.length() == 0 || added == text);
-        const String& loaded = reader.getIndexedValue(wide, 3, String::EMPTY());
-        EXPECT_TRUE(loaded.length() == 0 || loaded == "a value with a buffer of its own");
-        EXPECT_EQ(-1, reader.getIndexedValueAsInt(wide, 9, -1));
-    });
-    EXPECT_LT(12, refusals);
-    EXPECT_EQ(before, allocations::outstanding());
-}
-
 TEST(ConfigReaderUtilities, CopyAndStrip) {
     struct Row {
         const char* source;
@@ -351,22 +324,6 @@ TEST_F(DaemonClient, RefusalsLeaveDefaults) {
     EXPECT_EQ(5, unconnected.getIndexedValueAsInt("k%lu", 1, number));
     EXPECT_EQ(callsBefore, calls);
     EXPECT_EQ(String("1"), client.getValue("k", value));
-}
-
-TEST_F(DaemonClient, RefusedAllocationsSendNoOtherKey) {
-    const ConfigDaemonClient client;
-    const String keyTemplate("a-template-for-a-key-%lu");
-    const String text("a value");
-    const std::string expected = block("a-template-for-a-key-7", "a value");
-    const long before = allocations::outstanding();
-    EXPECT_LT(0, allocations::sweep([&] {
-                  const bool set = client.setIndexedValue(keyTemplate, 7, text);
-                  EXPECT_TRUE(!set || memcmp(sent, expected.data(), sizeof sent) == 0);
-                  String value;
-                  client.getIndexedValue(keyTemplate, 7, value);
-                  EXPECT_TRUE(value.length() == 0 || value == text);
-              }));
-    EXPECT_EQ(before, allocations::outstanding());
 }
 
 }  // namespace

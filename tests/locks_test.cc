@@ -17,7 +17,6 @@
 
 #include <atomic>
 
-#include "tests/support/allocations.h"
 #include "tests/support/failing_calls.h"
 #include "tests/support/files.h"
 #include "tests/support/processes.h"
@@ -383,28 +382,6 @@ TEST_F(RecursiveSemaphoreTest, SharedMemoryIsFull) {
         EXPECT_EQ(0, unlink("/dev/shm/filler"));
     }
     EXPECT_EQ(0, umount("/dev/shm"));
-}
-
-TEST_F(RecursiveSemaphoreTest, EachAllocationFailsOnce) {
-    const std::string name = NAME;
-    const long before = allocations::outstanding();
-    int thrown = 0, nulls = 0;
-    allocations::sweep([&] {
-        try {
-            Mutex lock(name);
-        } catch (const std::bad_alloc&) {
-            ++thrown;
-        }
-    });
-    allocations::sweep([&] {
-        const semaphore_handle handle = sem_create(NAME);
-        if (handle == nullptr) ++nulls;
-        sem_release(handle);
-    });
-    EXPECT_EQ(before, allocations::outstanding());
-    EXPECT_EQ(2, thrown);  // private_impl, the guard's path
-    EXPECT_EQ(5, nulls);   // the cell, the text, the object, and these two
-    expectWorking();
 }
 
 TEST_F(RecursiveSemaphoreTest, PlainFunctions) {

@@ -17,7 +17,6 @@
 #include <set>
 #include <vector>
 
-#include "tests/support/allocations.h"
 #include "tests/support/files.h"
 #include "tests/support/syslog_reader.h"
 
@@ -165,30 +164,6 @@ TEST_F(StatusTree, Links) {
     EXPECT_TRUE(wan_.setLink("/link", ""));
     EXPECT_FALSE(exists(TREE + "/wan/link"));
     EXPECT_TRUE(wan_.setLink("/link", ""));
-}
-
-TEST_F(StatusTree, RefusedAllocationsFailCleanly) {
-    const String directory("/a-directory-with-a-long-name/and-another");
-    const String file("/a-file-that-needs-a-buffer-of-its-own");
-    const String link("/a-link-that-needs-a-buffer-of-its-own");
-    const String text("a value");
-    const long before = allocations::outstanding();
-    // Nothing may be done under half a name, and no successful result may lack a piece.
-    EXPECT_LT(4, allocations::sweep([&] {
-                  StatusInterface interface;
-                  if (!interface.setup(STATUS_BASE_TMP, directory)) return;
-                  interface.setStatus(file, text);
-                  interface.setLink(link, text);
-                  String value(link);  // shares: emptying it must not fail either
-                  const bool read = interface.getStatus(file, value);
-                  EXPECT_TRUE(read ? value == text : text.startsWith(value));
-              }));
-    EXPECT_EQ(before, allocations::outstanding());
-    EXPECT_EQ(0,
-              system("cd /tmp/status; d=./a-directory-with-a-long-name; test \"$(echo $(find . | "
-                     "sort))\" = \". $d $d/and-another $d/and-another/a-file-that-needs-a-"
-                     "buffer-of-its-own $d/and-another/a-link-that-needs-a-buffer-of-its-own "
-                     "./wan\""));
 }
 
 // FIFO receivers
@@ -374,20 +349,6 @@ TEST_F(StatusFifo, SetupFailures) {
     // The node was made before its opening failed; the next attempt takes its place.
     EXPECT_TRUE(exists(TREE + "/wan/late"));
     EXPECT_NE(0UL, wan_.setupIpcRxFifo("/late", &observer_));
-    wan_.cleanup();
-    runLoop();  // libevent releases a freed buffered event from its loop
-
-    const String name("/a-name-that-needs-a-buffer-of-its-own");
-    const long before = allocations::outstanding();
-    EXPECT_LT(2, allocations::sweep([&] {
-                  try {
-                      wan_.setupIpcRxFifo(name, &observer_);
-                  } catch (const std::bad_alloc&) {
-                  }
-                  wan_.cleanup();
-              }));
-    runLoop();
-    EXPECT_EQ(before, allocations::outstanding());
 }
 
 // Tried by main before there is an event base.

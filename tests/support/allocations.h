@@ -23,17 +23,6 @@ class Refusal {
     bool happened() const;
 };
 
-// Calls step() with the first request refused, then the second, and so on, until a call passes
-// without a refusal. Returns how many refusals there were.
-template <class Step>
-long sweep(Step step) {
-    for (long n = 1;; ++n) {
-        Refusal refusal(n);
-        step();
-        if (!refusal.happened()) return n - 1;
-    }
-}
-
 }  // namespace allocations
 
 #endif
