@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+//
+// Files of lines "link17.address = 10.0.0.17", in the house's memory file system.
+
+#include "side_by_side.h"
+
+#include <velutils++/configuration.h>
+
+#include <glib.h>
+#include <ini.h>
+
+#include <stdio.h>
+
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace {
+
+const char GROUP[] = "router";
+
+std::string keyOf(long i) {
+    return "link" + std::to_string(i) + ".address";
+}
+
+// The file, with the group line that GKeyFile demands or without.
+std::string fileOf(long lines, bool withGroup) {
+    const std::string path = "/tmp/" + std::to_string(lines) + (withGroup ? ".grouped" : ".config");
+    FILE* const file = fopen(path.c_str(), "we");
+    if (withGroup) fprintf(file, "[%s]\n", GROUP);
+    for (long i = 0; i < lines; ++i)
+        fprintf(file, "%s = 10.0.%ld.%ld\n", keyOf(i).c_str(), i / 256 % 256, i % 256);
+    fclose(file);
+    return path;
+}
+
+class Ours {
+  public:
+    explicit Ours(const std::string& path, long lines) {
+        reader.initialize(path.c_str(), static_cast<unsigned long>(lines));
+    }
+    bool has(const String& key) const {
+        return reader.getValue(key, String::EMPTY()).length() != 0;
+    }
+
+  private:
+    ConfigReader reader;
+};
+
+class Glib {
+  public:
+    explicit Glib(const std::string& path, long) : keys(g_key_file_new()) {
+        g_key_file_load_from_file(keys, path.c_str(), G_KEY_FILE_NONE, nullptr);
+    }
+    ~Glib() { g_key_file_free(keys); }
+    bool has(const std::string& key) const {
+        gchar* const value = g_key_file_get_value(keys, GROUP, key.c_str(), nullptr);
+        g_free(value);
+        return value != nullptr;
+    }
+
+  private:
+    GKeyFile* keys;
+};
+
+class Inih {
+  public:
+    explicit Inih(const std::string& path, long) { ini_parse(path.c_str(), store, this); }
+    bool has(const std::string& key) const {
+        const auto found = values.find(key);
+        return found != values.end() && !found->second.empty();
+    }
+
+  private:
+    static int store(void* self, const char*, const char* name, const char* value) {
+        static_cast<Inih*>(self)->values.emplace(name, value);
+        return 1;
+    }
+    std::map<std::string, std::string> values;
+};
+
+template <class Reader>
+Body load(long lines, bool withGroup) {
+    return repeat([path = fileOf(lines, withGroup), lines] {
+        const Reader reader(path, lines);
+        benchmark::DoNotOptimize(&reader);
+    });
+}
+
+template <class Reader, class Key>
+Body lookUp(long lines, bool withGroup) {
+    std::vector<Key> keys;
+    for (long i = 0; i < lines; ++i) keys.push_back(keyOf(i * 7 % lines).c_str());
+    return repeat([reader = std::make_shared<Reader>(fileOf(lines, withGroup), lines), keys] {
+        for (const Key& key : keys) benchmark::DoNotOptimize(reader->has(key));
+    });
+}
+
+}  // namespace
+
+void registerConfiguration() {
+    sideBySide("configuration of 1000 lines, load", "ConfigReader", load<Ours>(1000, false),
+               {{"GKeyFile", "0.25", load<Glib>(1000, true)},
+                {"inih with std::map", "0.25", load<Inih>(1000, false)}});
+    sideBySide("configuration of 1000 lines, all looked up", "ConfigReader",
+               lookUp<Ours, String>(1000, false),
+               {{"GKeyFile", "0.5", lookUp<Glib, std::string>(1000, true)},
+                {"inih with std::map", "0.5", lookUp<Inih, std::string>(1000, false)}});
+    scaling("ConfigReader load, lines", "linear", 100,
+            [](long lines) { return load<Ours>(lines, false); });
+}

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+//
+// The process table in the house's own /proc, with a given number of sleeping processes.
+
+#include "side_by_side.h"
+
+#include <velutils++/process_table.h>
+
+#include <libproc2/pids.h>
+
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <vector>
+
+namespace {
+
+// Children that sleep until they are ended.
+class Crowd {
+  public:
+    ~Crowd() { resize(0); }
+    void resize(size_t n) {
+        while (children.size() < n) children.push_back(start());
+        while (children.size() > n) {
+            kill(children.back(), SIGKILL);
+            waitpid(children.back(), nullptr, 0);
+            children.pop_back();
+        }
+    }
+
+  private:
+    static pid_t start() {
+        const pid_t child = fork();
+        if (child != 0) return child;
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        for (;;) pause();
+    }
+    std::vector<pid_t> children;
+};
+
+Crowd crowd;
+
+Body refresh(long processes, bool keep) {
+    return [processes, keep](benchmark::State& state) {
+        crowd.resize(static_cast<size_t>(processes));
+        ProcessControl table;
+        table.refresh(false);
+        for (auto _ : state) table.refresh(keep);
+    };
+}
+
+// The same: ids and command lines of all processes.
+void reap(benchmark::State& state) {
+    crowd.resize(100);
+    enum pids_item items[] = {PIDS_ID_TGID, PIDS_CMDLINE};
+    struct pids_info* info = nullptr;
+    procps_pids_new(&info, items, 2);
+    for (auto _ : state) benchmark::DoNotOptimize(procps_pids_reap(info, PIDS_FETCH_TASKS_ONLY));
+    procps_pids_unref(&info);
+}
+
+}  // namespace
+
+void registerProcesses() {
+    sideBySide("100 processes, refresh(false)", "ProcessControl", refresh(100, false),
+               {{"libproc2", "0.7", reap}});
+    sideBySide("100 processes, refresh(true)", "ProcessControl", refresh(100, true),
+               {{"libproc2", "0.3", reap}});
+    scaling("ProcessControl refresh(false), processes", "linear", 10,
+            [](long n) { return refresh(n, false); });
+    scaling("ProcessControl refresh(true), processes", "linear", 10,
+            [](long n) { return refresh(n, true); });
+}

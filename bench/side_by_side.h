@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+//
+// How workloads are registered. A benchmark's name carries all that bench/tables needs:
+//
+//     copy and destroy, 20 chars | String
+//     copy and destroy, 20 chars | std::string | 0.15      the peer, and the ratio aimed at
+
+#ifndef VELUTILS_BENCH_SIDE_BY_SIDE_H
+#define VELUTILS_BENCH_SIDE_BY_SIDE_H
+
+#include <benchmark/benchmark.h>
+
+#include <functional>
+#include <initializer_list>
+#include <string>
+
+typedef std::function<void(benchmark::State&)> Body;
+
+// What a benchmark does again and again, as a Body.
+template <class Operation>
+Body repeat(Operation operation) {
+    return [operation](benchmark::State& state) {
+        Operation run = operation;
+        for (auto _ : state) run();
+    };
+}
+
+struct Peer {
+    const char* name;
+    const char* aim;  // the ratio ours / peer not to be exceeded
+    Body body;
+};
+
+inline void sideBySide(const std::string& workload, const char* ours, const Body& body,
+                       std::initializer_list<Peer> peers) {
+    benchmark::RegisterBenchmark((workload + " | " + ours).c_str(), body);
+    for (const Peer& peer : peers)
+        benchmark::RegisterBenchmark((workload + " | " + peer.name + " | " + peer.aim).c_str(),
+                                     peer.body);
+}
+
+// The same operation on inputs of n, 10 n and 100 n. `growth` says what the behaviour demands.
+inline void scaling(const char* operation, const char* growth, long n,
+                    const std::function<Body(long n)>& bodyFor) {
+    for (long size = n; size <= 100 * n; size *= 10) {
+        const std::string name =
+            std::string("scaling | ") + operation + " | " + growth + " | " + std::to_string(size);
+        benchmark::RegisterBenchmark(name.c_str(), bodyFor(size));
+    }
+}
+
+// Keeps the optimiser from knowing a value.
+template <class Value>
+Value hidden(Value value) {
+    asm volatile("" : "+r"(value));
+    return value;
+}
+
+void registerText();
+void registerFormat();
+void registerConversions();
+void registerContainers();
+void registerAddresses();
+void registerConfiguration();
+void registerStatus();
+void registerProcesses();
+void registerLocks();
+void registerDigests();
+
+#endif
