@@ -11,6 +11,8 @@
 #include <endian.h>
 #include <string.h>
 
+#include <typeinfo>
+
 namespace {
 
 const unsigned long DIGEST_LENGTH = 20;
@@ -159,16 +161,22 @@ void transform(uint32_t* state, const unsigned char* data, unsigned long blocks)
     wipe(w, sizeof w);
 }
 
-// Padding and length go through the virtual hash(), which derived classes may rely on.
-void finish(HashContext& digest, const uint32_t* count) {
-    static const unsigned char ONE_BIT = 0x80;
+// Padding and length go through the virtual hash(), byte by byte, which derived classes may rely
+// on. Where nobody watches, all zeros go at once: that saves half of an HMAC's time.
+void finish(Sha1HashContext& digest, const uint32_t* count) {
+    static const unsigned char PADDING[BLOCK_LENGTH] = {0x80};
     static const unsigned char ZERO = 0;
     unsigned char bits[8];
     for (unsigned i = 0; i < sizeof bits; ++i)
         bits[i] = static_cast<unsigned char>(count[1 - i / 4] >> (24 - i % 4 * 8));
 
-    digest.hash(&ONE_BIT, 1);
-    while (waitingBytes(count) != BLOCK_LENGTH - sizeof bits) digest.hash(&ZERO, 1);
+    if (typeid(digest) == typeid(Sha1HashContext)) {
+        const unsigned long waiting = waitingBytes(count);
+        digest.hash(PADDING, (waiting < 56 ? 56 : 120) - waiting);
+    } else {
+        digest.hash(PADDING, 1);
+        while (waitingBytes(count) != BLOCK_LENGTH - sizeof bits) digest.hash(&ZERO, 1);
+    }
     digest.hash(bits, sizeof bits);
 }
 
