@@ -266,7 +266,7 @@ class VELUTILS_API String {
     VELUTILS_LOCAL void takeEmpty();
     VELUTILS_LOCAL bool unshare();  // keeps the capacity; false when the heap refuses
     VELUTILS_LOCAL void insertBytes(long position, const char* text, long long n);
-    VELUTILS_LOCAL void renderAt(long at, uint32_t n, const char* format, va_list arguments);
+    VELUTILS_LOCAL uint32_t renderAt(long at, const char* format, va_list arguments);
 
     StringBuffer* buffer_;
 };

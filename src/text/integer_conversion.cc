@@ -11,6 +11,8 @@
 
 #include <velutils++/conversions.h>
 
+#include "decimal_pairs.h"
+
 #include <string.h>
 
 #include <algorithm>
@@ -20,11 +22,6 @@ namespace {
 const int LONGEST_TEXT = 33;           // 32 binary digits and their letter
 const unsigned char BACKQUOTE = 0x60;  // base letters, and small hexadecimal digits, lie above
 const unsigned char AT_SIGN = 0x40;    // capital hexadecimal digits lie above
-
-const char DECIMAL_PAIRS[] =
-    "00010203040506070809101112131415161718192021222324252627282930313233343536373839404142434445"
-    "46474849505152535455565758596061626364656667686970717273747576777879808182838485868788899091"
-    "9293949596979899";
 
 // Without branches: the processor cannot predict the lengths of changing numbers.
 int decimalLength(uint32_t value) {
@@ -118,6 +115,11 @@ Value validatedInRange(int32_t* error, const char* text, Value minimum, Value ma
 }
 
 }  // namespace
+
+const char DECIMAL_PAIRS[201] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839404142434445"
+    "46474849505152535455565758596061626364656667686970717273747576777879808182838485868788899091"
+    "9293949596979899";
 
 void reverse(char* text) {
     if (text != nullptr) std::reverse(text, text + strlen(text));

@@ -1,0 +1,11 @@
+// SPDX-License-Identifier: MIT
+//
+// Numbers are written two digits at a time, which halves the divisions.
+
+#ifndef VELUTILS_DECIMAL_PAIRS_H
+#define VELUTILS_DECIMAL_PAIRS_H
+
+// 00 to 99, one behind the other.
+extern const char DECIMAL_PAIRS[201];
+
+#endif
