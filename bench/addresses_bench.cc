@@ -7,8 +7,8 @@
 #include <arpa/inet.h>
 
 void registerAddresses() {
-    sideBySide("address from text", "IpAddress", repeat([text = String("192.168.17.254")] {
-                   IpAddress address;
+    sideBySide("address from text", "IpAddress",
+               repeat([text = String("192.168.17.254"), address = IpAddress()]() mutable {
                    benchmark::DoNotOptimize(address.setIpAddrAsString(text));
                    benchmark::DoNotOptimize(address);
                }),

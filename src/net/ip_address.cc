@@ -44,8 +44,12 @@ bool readNumber(const char*& p, int maxDigits, uint32_t& value) {
         return true;
     }
     const char* const start = p;
-    while (p - start < maxDigits && *p >= '0' && *p <= '9')
-        value = value * 10 + static_cast<uint32_t>(*p++ - '0');
+    const char* const end = p + maxDigits;
+    for (; p != end; ++p) {
+        const uint32_t digit = static_cast<uint32_t>(*p) - '0';
+        if (digit > 9) break;
+        value = value * 10 + digit;
+    }
     return p != start;
 }
 

@@ -60,6 +60,12 @@ class Output {
         if (buffer_ != nullptr) copy(buffer_ + stored_ - kept, p + skipped, kept);
     }
 
+    void character(char ch) {
+        char* place;
+        if (!placeFor(1, &place)) return text(&ch, 1);
+        if (place != nullptr) *place = ch;
+    }
+
     void fill(char ch, long long n) {
         if (n <= 0) return;
         if (n <= 8) return text(ch == '0' ? "00000000" : "        ", static_cast<uint32_t>(n));
@@ -213,7 +219,7 @@ void emitInteger(Output& out, const Directive& directive, Value value, unsigned 
     const long long padding = directive.width - zeros - n - prefix.length;
 
     if (!directive.has(LEFT)) out.fill(' ', padding);
-    out.text(prefix.text, prefix.length);
+    if (prefix.length != 0) out.text(prefix.text, prefix.length);
     out.fill('0', zeros);
     emitDigits(out, value, base, digits, n);
     if (directive.has(LEFT)) out.fill(' ', padding);
@@ -382,7 +388,10 @@ bool run(Output& out, const char* format, Arguments& arguments, bool commonOnly 
     for (;;) {
         const char* const literal = format;
         while (*format != '%' && *format != '\0') ++format;
-        if (format != literal) out.text(literal, static_cast<uint32_t>(format - literal));
+        if (format - literal == 1)  // a separator, as in "%lu.%lu": 2 ns instead of 3.5
+            out.character(*literal);
+        else if (format != literal)
+            out.text(literal, static_cast<uint32_t>(format - literal));
         if (*format == '\0') return true;
 
         ++format;
@@ -397,15 +406,29 @@ bool run(Output& out, const char* format, Arguments& arguments, bool commonOnly 
     }
 }
 
+int32_t formatInto(char* buffer, int32_t offset, uint32_t size, const char* format,
+                   Arguments& arguments) {
+    if (buffer == nullptr || size == 0 || offset < 0) return 0;
+    Output out(buffer, static_cast<uint32_t>(offset), size);
+    run(out, format, arguments);
+    buffer[out.stored()] = '\0';
+    return static_cast<int32_t>(out.stored());
+}
+
+uint32_t measure(const char* format, Arguments& arguments) {
+    Output out(nullptr, 0, UINT32_MAX);
+    run(out, format, arguments);
+    return out.stored();
+}
+
 }  // namespace
 
 uint32_t measureFormatted(const char* format, va_list values) {
     Arguments arguments;
     va_copy(arguments.list, values);
-    Output out(nullptr, 0, UINT32_MAX);
-    run(out, format, arguments);
+    const uint32_t length = measure(format, arguments);
     va_end(arguments.list);
-    return out.stored();
+    return length;
 }
 
 bool formatLikePlatform(char* buffer, uint32_t size, const char* format, va_list values,
@@ -421,21 +444,18 @@ bool formatLikePlatform(char* buffer, uint32_t size, const char* format, va_list
 
 int32_t vsnxprintf(char* buffer, int32_t offset, uint32_t size, const char* format,
                    va_list values) {
-    if (buffer == nullptr || size == 0 || offset < 0) return 0;
     Arguments arguments;
     va_copy(arguments.list, values);
-    Output out(buffer, static_cast<uint32_t>(offset), size);
-    run(out, format, arguments);
+    const int32_t stored = formatInto(buffer, offset, size, format, arguments);
     va_end(arguments.list);
-    buffer[out.stored()] = '\0';
-    return static_cast<int32_t>(out.stored());
+    return stored;
 }
 
 int32_t snxprintf(char* buffer, int32_t offset, uint32_t size, const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    const int32_t stored = vsnxprintf(buffer, offset, size, format, arguments);
-    va_end(arguments);
+    Arguments arguments;
+    va_start(arguments.list, format);
+    const int32_t stored = formatInto(buffer, offset, size, format, arguments);
+    va_end(arguments.list);
     return stored;
 }
 
@@ -444,9 +464,9 @@ int32_t vstrlenf(const char* format, va_list arguments) {
 }
 
 int32_t strlenf(const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    const int32_t length = vstrlenf(format, arguments);
-    va_end(arguments);
-    return length;
+    Arguments arguments;
+    va_start(arguments.list, format);
+    const uint32_t length = measure(format, arguments);
+    va_end(arguments.list);
+    return static_cast<int32_t>(length);
 }

@@ -71,12 +71,11 @@ uint32_t shiftedSum(const char* text, int count, int bits) {
     return sum;
 }
 
-// Reads at most `limit` characters behind the sign.
-uint32_t sumOf(const char* text, int limit) {
-    uint32_t sum = 0;
+// Goes on at the first character that is no digit: to the end, and back when that names a base.
+__attribute__((noinline)) uint32_t sumWithLetters(const char* text, int count, int limit,
+                                                  uint32_t sum) {
     uint32_t sumBefore = 0;  // without the last character
     unsigned char last = 0;
-    int count = 0;
     for (; count < limit && text[count] != '\0'; ++count) {
         last = static_cast<unsigned char>(text[count]);
         sumBefore = sum;
@@ -94,6 +93,17 @@ uint32_t sumOf(const char* text, int limit) {
         default:
             return sumBefore;
     }
+}
+
+// Reads at most `limit` characters behind the sign.
+inline uint32_t sumOf(const char* text, int limit) {
+    uint32_t sum = 0;
+    for (int count = 0; count < limit; ++count) {
+        const uint32_t digit = static_cast<unsigned char>(text[count]) - 48u;
+        if (digit > 9) return text[count] == '\0' ? sum : sumWithLetters(text, count, limit, sum);
+        sum = sum * 10 + digit;
+    }
+    return sum;
 }
 
 template <class Value>
@@ -172,9 +182,8 @@ uint16_t u_valueOf16(const char* text) {
 
 int32_t valueOf32(const char* text) {
     if (text == nullptr) return 0;
-    const bool negative = *text == '-';
-    const uint32_t sum = sumOf(text + negative, LONGEST_TEXT - negative);
-    return static_cast<int32_t>(negative ? 0 - sum : sum);
+    if (*text == '-') return static_cast<int32_t>(0 - sumOf(text + 1, LONGEST_TEXT - 1));
+    return static_cast<int32_t>(sumOf(text, LONGEST_TEXT));
 }
 
 int16_t valueOf16(const char* text) {
