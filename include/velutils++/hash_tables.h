@@ -106,11 +106,18 @@ class VELUTILS_API INStringHashTable {
     unsigned long calculateHash(const char* key) const;
 
   private:
+    friend class ConfigReader;
+
     struct Entry {
         char* key;
         void* value;
         Entry* next;
     };
+
+    // Look-up and addition with one hash and one walk: the link to the oldest entry of key, or the
+    // one at the end of its chain; and a new entry at the end of the chain that goes on at link.
+    VELUTILS_LOCAL Entry** linkOf(const char* key) const;
+    VELUTILS_LOCAL static bool addBehind(Entry** link, const char* key, void* value);
 
     Entry** buckets;
     uint32_t numberOfBuckets;

@@ -73,7 +73,7 @@ bool ConfigReader::initialize(const String& path, unsigned long size) {
         printf("cfg:   %s\n", line);
         return false;
     }
-    while (fgets(line, sizeof line - 1, file.get()) != nullptr) addLine(line);
+    while (fgets_unlocked(line, sizeof line - 1, file.get()) != nullptr) addLine(line);
     return feof(file.get()) != 0 && ferror(file.get()) == 0;
 }
 
@@ -93,13 +93,14 @@ bool ConfigReader::add(const String& key, const String& value) {
 // Stores a String that shares `shared`'s buffer or, without one, holds the value.
 bool ConfigReader::store(const char* key, const char* value, const String* shared) {
     if (table == nullptr) return false;
-    if (find(key) != nullptr) {
+    INStringHashTable::Entry** const place = table->linkOf(key);
+    if (*place != nullptr) {
         printf("cfg: Ignoring duplicate tag:%s=%s\n", key, value);
         return false;
     }
     std::unique_ptr<String> copy(shared != nullptr ? new String(*shared) : new String(value));
     const bool whole = copy->length() != 0 || *value == '\0';
-    if (!whole || !table->addEntry(key, copy.get())) return false;
+    if (!whole || !table->addBehind(place, key, copy.get())) return false;
     (void)copy.release();
     return true;
 }
