@@ -261,6 +261,10 @@ class VELUTILS_API String {
     long toInteger() const;
 
   private:
+    // length() and buffer() for the library's own code, where each call of them took 1 ns.
+    long size() const { return buffer_->length_; }
+    const char* chars() const { return buffer_->text(); }
+
     VELUTILS_LOCAL bool mayWrite(long long length) const;  // in place, a text of this length
     VELUTILS_LOCAL void take(StringBuffer* buffer);        // null changes nothing
     VELUTILS_LOCAL void takeEmpty();

@@ -12,7 +12,6 @@
 
 #include "string_internal.h"
 
-#include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -155,7 +154,10 @@ String::String(const String& other) : buffer_(other.buffer_) {
 
 String::String(char ch) : buffer_(ch == '\0' ? sharedEmpty() : orEmpty(buildBuffer(1, ch))) {}
 
-String::String(const char* s) : String(s, 0, LONG_MAX) {}
+String::String(const char* s) : buffer_(nullptr) {
+    const long long n = s == nullptr ? 0 : lengthOf(s);
+    buffer_ = n == 0 ? sharedEmpty() : orEmpty(buildBuffer(n, static_cast<long>(n), s));
+}
 
 String::String(const char* s, long capacity) : buffer_(nullptr) {
     if (s == nullptr) {

@@ -47,30 +47,30 @@ int strnicmp(const char* a, const char* b, int32_t count) {
 }
 
 int32_t String::compareTo(const String& other) const {
-    return buffer_ == other.buffer_ ? 0 : strcmp(other.buffer(), buffer());
+    return buffer_ == other.buffer_ ? 0 : strcmp(other.chars(), chars());
 }
 
 int32_t String::compareToIgnoreCase(const String& other) const {
-    return buffer_ == other.buffer_ ? 0 : stricmp(other.buffer(), buffer());
+    return buffer_ == other.buffer_ ? 0 : stricmp(other.chars(), chars());
 }
 
 bool String::equals(const String& other) const {
     if (buffer_ == other.buffer_) return true;
-    return length() == other.length() &&
-           memcmp(buffer(), other.buffer(), static_cast<size_t>(length())) == 0;
+    return size() == other.size() &&
+           memcmp(chars(), other.chars(), static_cast<size_t>(size())) == 0;
 }
 
 bool String::equals(const char* s) const {
-    return s == nullptr ? length() == 0 : strcmp(buffer(), s) == 0;
+    return s == nullptr ? size() == 0 : strcmp(chars(), s) == 0;
 }
 
 bool String::equalsIgnoreCase(const String& other) const {
     if (buffer_ == other.buffer_) return true;
-    return length() == other.length() && strcasecmp_l(buffer(), other.buffer(), asciiOnly()) == 0;
+    return size() == other.size() && strcasecmp_l(chars(), other.chars(), asciiOnly()) == 0;
 }
 
 bool String::equalsIgnoreCase(const char* s) const {
-    return s == nullptr ? length() == 0 : strcasecmp_l(buffer(), s, asciiOnly()) == 0;
+    return s == nullptr ? size() == 0 : strcasecmp_l(chars(), s, asciiOnly()) == 0;
 }
 
 bool String::startsWith(const String& prefix) const {
@@ -78,20 +78,20 @@ bool String::startsWith(const String& prefix) const {
 }
 
 bool String::startsWith(const String& prefix, long offset) const {
-    if (offset < 0 || length() - offset < prefix.length()) return false;
-    return memcmp(buffer() + offset, prefix.buffer(), static_cast<size_t>(prefix.length())) == 0;
+    if (offset < 0 || size() - offset < prefix.size()) return false;
+    return memcmp(chars() + offset, prefix.chars(), static_cast<size_t>(prefix.size())) == 0;
 }
 
 bool String::endsWith(const String& suffix) const {
-    return startsWith(suffix, length() - suffix.length());
+    return startsWith(suffix, size() - suffix.size());
 }
 
 bool String::regionMatches(bool ignoreCase, long offset, const String& other, long otherOffset,
                            long count) const {
     if (count < 0 || offset < 0 || otherOffset < 0) return false;
-    if (count > length() - offset || count > other.length() - otherOffset) return false;
-    const char* const mine = buffer() + offset;
-    const char* const others = other.buffer() + otherOffset;
+    if (count > size() - offset || count > other.size() - otherOffset) return false;
+    const char* const mine = chars() + offset;
+    const char* const others = other.chars() + otherOffset;
     return ignoreCase ? strnicmp(mine, others, static_cast<int32_t>(count)) == 0
                       : strncmp(mine, others, static_cast<size_t>(count)) == 0;
 }

@@ -33,46 +33,46 @@ void shiftLetters(char* text, long length, char first, int change) {
 }  // namespace
 
 void String::replace(char oldChar, char newChar) {
-    if (newChar == '\0' || length() == 0 || !unshare()) return;
+    if (newChar == '\0' || size() == 0 || !unshare()) return;
     char* const text = buffer_->text();
-    for (long i = 0; i < length(); ++i)
+    for (long i = 0; i < size(); ++i)
         if (text[i] == oldChar) text[i] = newChar;
 }
 
 void String::toLowerCase() {
-    if (length() == 0 || !unshare()) return;
-    shiftLetters(buffer_->text(), length(), 'A', 'a' - 'A');
+    if (size() == 0 || !unshare()) return;
+    shiftLetters(buffer_->text(), size(), 'A', 'a' - 'A');
 }
 
 void String::toUpperCase() {
-    if (length() == 0 || !unshare()) return;
-    shiftLetters(buffer_->text(), length(), 'a', 'A' - 'a');
+    if (size() == 0 || !unshare()) return;
+    shiftLetters(buffer_->text(), size(), 'a', 'A' - 'a');
 }
 
 void String::trim() {
-    const char* const text = buffer();
+    const char* const text = chars();
     long first = 0;
-    long end = length();
+    long end = size();
     while (first < end && isBlank(text[first])) ++first;
     while (end > first && isBlank(text[end - 1])) --end;
     const long n = end - first;
     if (n == 0) return takeEmpty();
-    if (n == length()) return;
+    if (n == size()) return;
     if (buffer_->hasMultipleReferers()) return take(buildBuffer(n, n, text + first));
     memmove(buffer_->text(), text + first, static_cast<size_t>(n));
     buffer_->setLength(n);
 }
 
 String& String::deleteRegion(long start) {
-    return deleteRegion(start, length());
+    return deleteRegion(start, size());
 }
 
 String& String::deleteRegion(long start, long end) {
     const long first = start < 0 ? 0 : start;
-    const long last = end > length() ? length() : end;
+    const long last = end > size() ? size() : end;
     if (first >= last) return *this;
     char* const text = buffer_->text();
-    const long rest = length() - last;
+    const long rest = size() - last;
     const long n = first + rest;
     if (buffer_->hasMultipleReferers()) {
         take(buildBuffer(n, first, text, rest, text + last));
@@ -84,7 +84,7 @@ String& String::deleteRegion(long start, long end) {
 }
 
 String& String::insert(long position, const String& text) {
-    insertBytes(position, text.buffer(), text.length());
+    insertBytes(position, text.chars(), text.size());
     return *this;
 }
 
@@ -99,7 +99,7 @@ String& String::insert(long position, char ch) {
 }
 
 void String::insertBytes(long position, const char* inserted, long long n) {
-    const long old = length();
+    const long old = size();
     if (n == 0 || position < 0 || position > old) return;
     char* const text = buffer_->text();
     if (!mayWrite(old + n)) {
@@ -115,17 +115,17 @@ void String::insertBytes(long position, const char* inserted, long long n) {
 }
 
 String String::substring(long start) const {
-    if (start < 0 || start >= length()) return String();
-    return String(buffer() + start);
+    if (start < 0 || start >= size()) return String();
+    return String(chars() + start);
 }
 
 String String::substring(long start, long end) const {
     const long first = start < 0 ? 0 : start;
-    if (first >= end || first >= length()) return String();
-    return String(buffer(), first, end - first);
+    if (first >= end || first >= size()) return String();
+    return String(chars(), first, end - first);
 }
 
 long String::toInteger() const {
     int value = 0;
-    return sscanf(buffer(), "%i", &value) == 1 ? value : -1;
+    return sscanf(chars(), "%i", &value) == 1 ? value : -1;
 }

@@ -99,17 +99,17 @@ long String::indexOf(char ch) const {
 }
 
 long String::indexOf(char ch, long from) const {
-    if (ch == '\0' || from >= length()) return -1;
-    return distance(buffer(), strchr(buffer() + (from < 0 ? 0 : from), ch));
+    if (ch == '\0' || from >= size()) return -1;
+    return distance(chars(), strchr(chars() + (from < 0 ? 0 : from), ch));
 }
 
 long String::indexOf(const String& s) const {
-    return distance(buffer(), strstr(buffer(), s.buffer()));
+    return distance(chars(), strstr(chars(), s.chars()));
 }
 
 long String::indexOf(const String& s, long from) const {
-    if (from > length() - s.length()) return -1;
-    return distance(buffer(), strstr(buffer() + (from < 0 ? 0 : from), s.buffer()));
+    if (from > size() - s.size()) return -1;
+    return distance(chars(), strstr(chars() + (from < 0 ? 0 : from), s.chars()));
 }
 
 long String::indexOfIgnoreCase(const String& s) const {
@@ -117,45 +117,45 @@ long String::indexOfIgnoreCase(const String& s) const {
 }
 
 long String::indexOfIgnoreCase(const String& s, long from) const {
-    const long last = length() - s.length();
+    const long last = size() - s.size();
     long i = from < 0 ? 0 : from;
-    if (s.length() == 0) return i <= last ? i : -1;
+    if (s.size() == 0) return i <= last ? i : -1;
     const WithoutCase occursAt(s);
     const Candidates candidates(s);
     while (i <= last) {
-        if (last - i >= 16 && !candidates.anyOf16(buffer() + i)) {
+        if (last - i >= 16 && !candidates.anyOf16(chars() + i)) {
             i += 16;
             continue;
         }
         for (const long end = smaller(last, i + 15); i <= end; ++i)
-            if (candidates.includes(buffer() + i) && occursAt(buffer() + i)) return i;
+            if (candidates.includes(chars() + i) && occursAt(chars() + i)) return i;
     }
     return -1;
 }
 
 long String::lastIndexOf(char ch) const {
-    return lastIndexOf(ch, length());
+    return lastIndexOf(ch, size());
 }
 
 long String::lastIndexOf(char ch, long from) const {
     if (from < 0) return -1;
-    const long end = from < length() ? from + 1 : length();
-    const void* const found = memrchr(buffer(), ch, static_cast<size_t>(end));
-    return distance(buffer(), static_cast<const char*>(found));
+    const long end = from < size() ? from + 1 : size();
+    const void* const found = memrchr(chars(), ch, static_cast<size_t>(end));
+    return distance(chars(), static_cast<const char*>(found));
 }
 
 long String::lastIndexOf(const String& s) const {
-    return lastIndexOf(s, length());
+    return lastIndexOf(s, size());
 }
 
 long String::lastIndexOf(const String& s, long from) const {
-    return searchBackwards(buffer(), smaller(from, length() - s.length()), WithCase(s));
+    return searchBackwards(chars(), smaller(from, size() - s.size()), WithCase(s));
 }
 
 long String::lastIndexOfIgnoreCase(const String& s) const {
-    return lastIndexOfIgnoreCase(s, length());
+    return lastIndexOfIgnoreCase(s, size());
 }
 
 long String::lastIndexOfIgnoreCase(const String& s, long from) const {
-    return searchBackwards(buffer(), smaller(from, length() - s.length()), WithoutCase(s));
+    return searchBackwards(chars(), smaller(from, size() - s.size()), WithoutCase(s));
 }
