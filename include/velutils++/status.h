@@ -166,8 +166,8 @@ class VELUTILS_API StatusInterface {
     // that hands its bytes to the observer. Needs libevent's default event base (event_init).
     // Returns the receiver's identifier, or 0. The observer stays the caller's and must outlive
     // the receiver.
-    // A read that fails, because libevent lacks memory for the bytes, ends the receiver's hearing for
-    // good: only another set-up in its place brings it back.
+    // A read that fails, because libevent lacks memory for the bytes, ends the receiver's hearing
+    // for good: only another set-up in its place brings it back.
     unsigned long setupIpcRxFifo(const String& name, StatusFifoObserver* observer);
 
     // Removes the receiver and its FIFO node; an unknown identifier is ignored. May be called from
