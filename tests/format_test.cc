@@ -63,6 +63,7 @@ void expectAsPlatform(const std::string& format, T value) {
     char want[100];
     snprintf(want, sizeof want, format.c_str(), value);
     ASSERT_EQ(want, out(format.c_str(), value)) << format << " of " << value;
+    ASSERT_STREQ(want, String().format(format.c_str(), value).buffer()) << format;
 }
 
 TEST(Formatter, AsThePlatform) {

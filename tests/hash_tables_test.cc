@@ -148,6 +148,13 @@ TEST(StringTable, Hashes) {
     const INStringHashTable table(1 << 20);
     EXPECT_EQ(100384u, table.calculateHash("abc"));
     EXPECT_EQ(106711u, table.calculateHash("key"));
+    uint32_t h = 0;
+    std::string key;
+    for (unsigned char ch = 255; ch > 200; --ch) {
+        EXPECT_EQ(h & 0xfffff, table.calculateHash(key.c_str())) << key.size();
+        key += static_cast<char>(ch);
+        h = h ^ h << 5 ^ ch;
+    }
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <string.h>
 
 #include <algorithm>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -532,6 +533,25 @@ TEST(Search, Texts) {
     }
     searchEverywhere("ab", "abcd");
     searchEverywhere("Hello World, hello wORLD", "WORLD");
+}
+
+// Searches and case changes take 16 characters in a step where there are so many.
+TEST(Search, LongTexts) {
+    std::mt19937 random(5);
+    const auto any = [&](size_t n) {
+        std::string text;
+        while (text.size() < n) text += ALPHABET[random() % ALPHABET.size()];
+        return text;
+    };
+    for (size_t n = 0; n < 300; ++n) {
+        const std::string t = any(n % 75), needle = any(random() % 4);
+        SCOPED_TRACE(testing::PrintToString(t) + testing::PrintToString(needle));
+        searchEverywhere(t, needle);
+        searchEverywhere(std::string(n % 40, '-') + needle + t, needle);
+        String text = make(t);
+        text.toLowerCase();
+        ASSERT_EQ(lower(t), textOf(text));
+    }
 }
 
 // Each thread has Strings of its own whose buffers it shares with the other threads: it copies,
