@@ -195,22 +195,17 @@ void writeDigits(char* end, Value value, unsigned base, const char* digits) {
 
 void emitDigits(Output& out, Value value, unsigned base, const char* digits, uint32_t n) {
     // Straight into their place: digits that are copied at once wait for their being written, 5 ns.
-    char* place;
-    if (out.placeFor(n, &place)) {
-        if (place != nullptr) writeDigits(place + n, value, base, digits);
-        return;
-    }
-    char area[3 * sizeof(Value)];  // octal needs most: a digit for every three bits
-    writeDigits(area + n, value, base, digits);
-    out.text(area, n);
+    char* place = nullptr;
+    const bool fits = out.placeFor(n, &place);
+    if (fits && place == nullptr) return;  // only counting
+    char area[3 * sizeof(Value)];          // octal needs most: a digit for every three bits
+    writeDigits((fits ? place : area) + n, value, base, digits);
+    if (!fits) out.text(area, n);
 }
 
 void emitInteger(Output& out, const Directive& directive, Value value, unsigned base,
                  const Prefix& prefix, const char* digits = "0123456789abcdef") {
     const uint32_t n = digitCount(value, base);
-    if (directive.width == 0 && directive.precision < 0 && prefix.length == 0)  // most of them
-        return emitDigits(out, value, base, digits, n);
-
     long long precision = directive.precision;
     // A precision that was given cancels the zero padding.
     if (directive.has(ZERO) && precision < 0)
@@ -218,11 +213,11 @@ void emitInteger(Output& out, const Directive& directive, Value value, unsigned 
     const long long zeros = precision > n ? precision - n : 0;
     const long long padding = directive.width - zeros - n - prefix.length;
 
-    if (!directive.has(LEFT)) out.fill(' ', padding);
+    if (padding > 0 && !directive.has(LEFT)) out.fill(' ', padding);
     if (prefix.length != 0) out.text(prefix.text, prefix.length);
-    out.fill('0', zeros);
+    if (zeros != 0) out.fill('0', zeros);
     emitDigits(out, value, base, digits, n);
-    if (directive.has(LEFT)) out.fill(' ', padding);
+    if (padding > 0 && directive.has(LEFT)) out.fill(' ', padding);
 }
 
 void emitSigned(Output& out, const Directive& directive, Arguments& arguments) {
