@@ -7,6 +7,7 @@
 #include <signal.h>
 #include <stdint.h>
 #include <string.h>
+#include <sys/syscall.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -69,11 +70,27 @@ CALL("posix_fallocate", posix_fallocate, error, int, (int fd, long at, long n), 
 CALL("posix_fallocate", posix_fallocate64, error, int, (int fd, int64_t at, int64_t n), (fd, at, n))
 CALL("pread", pread, MINUS_ONE, ssize_t, (int fd, void* to, size_t n, long at), (fd, to, n, at))
 CALL("pread", pread64, MINUS_ONE, ssize_t, (int fd, void* to, size_t n, int64_t at), (fd, to, n, at))
+#ifndef VELUTILS_SANITIZER_HEAP
 CALL("mmap", mmap, NO_MEMORY, void*, (void* where, size_t n, int protection, int flags, int fd, long at),
      (where, n, protection, flags, fd, at))
 CALL("mmap", mmap64, NO_MEMORY, void*, (void* where, size_t n, int protection, int flags, int fd, int64_t at),
      (where, n, protection, flags, fd, at))
+#endif
 // clang-format on
+
+#ifdef VELUTILS_SANITIZER_HEAP
+// A sanitizer maps memory while it starts, long before dlsym(3) may be called.
+#define MAP(symbol)                                                                                \
+    extern "C" void* intercepted_##symbol(void*, size_t, int, int, int, int64_t) __asm__(#symbol); \
+    void* intercepted_##symbol(void* where, size_t n, int protection, int flags, int fd,           \
+                               int64_t at) {                                                       \
+        const int error = intercept("mmap");                                                       \
+        if (error != 0) return NO_MEMORY;                                                          \
+        return reinterpret_cast<void*>(syscall(SYS_mmap, where, n, protection, flags, fd, at));    \
+    }
+MAP(mmap)
+MAP(mmap64)
+#endif
 
 namespace failing_calls {
 

@@ -11,8 +11,8 @@
 namespace system_calls {
 
 // Watches the calls of this process that touch files, sockets and kernel objects from here on, and
-// for ever: for children. False where that cannot be had, for instance under qemu-user. What a heap
-// needs is not watched.
+// for ever: for children. False where that cannot be had, for instance under qemu-user or with
+// ThreadSanitizer. What a heap needs is not watched.
 bool watch();
 
 // The n-th watched call from now on (1 is the next) fails with `error`; with 0 it kills the
