@@ -17,4 +17,11 @@ size_t virtualSlot(Operation operation) {
     return static_cast<size_t>(offset) / sizeof(void*);
 }
 
+// Whether the operations lie one behind the other, right after the destructor pair.
+template <class... Operations>
+bool inSlotOrder(Operations... operations) {
+    size_t next = 2;
+    return ((virtualSlot(operations) == next++) && ...);
+}
+
 #endif
