@@ -45,9 +45,6 @@ String make(const std::string& text, long room = 0) {
 }
 
 TEST(StringBuffer, Sizes) {
-    const long rows[][2] = {{0, 7},     {7, 7},     {8, 23},    {119, 119}, {120, 135},
-                            {127, 135}, {128, 191}, {191, 191}, {192, 255}};
-    for (const auto& row : rows) EXPECT_EQ(row[1], Buffer::NEAREST_VALID_STRING_LENGTH(row[0]));
     for (long n = 0; n < 2000; ++n) {
         long fit = n;
         while (n <= 127 ? fit % 16 != 7 : fit % 64 != 63) ++fit;
@@ -63,15 +60,13 @@ TEST(StringBuffer, ConstructorsAndCounting) {
         Buffer* buffer;
         const char* text;
         long capacity;
-    } rows[] = {
-        {new (0) Buffer(), "", 0},
-        {new (5) Buffer(5), "", 5},
-        {new (7) Buffer(7, 'x'), "x", 7},
-        {new (4) Buffer(4, 3, "abcX"), "abc", 4},
-        {new (8) Buffer(8, 1, "aX", 2, "bcX", 3, "defX"), "abcdef", 8},
-        {new (9) Buffer(*two), "abcde", 9},
-        {two, "abcde", 9},
-    };
+    } rows[] = {{new (0) Buffer(), "", 0},
+                {new (5) Buffer(5), "", 5},
+                {new (7) Buffer(7, 'x'), "x", 7},
+                {new (4) Buffer(4, 3, "abcX"), "abc", 4},
+                {new (9) Buffer(*two), "abcde", 9},
+                {two, "abcde", 9},
+                {new (8) Buffer(8, 1, "aX", 2, "bcX", 3, "defX"), "abcdef", 8}};
     for (const auto& row : rows) {
         EXPECT_STREQ(row.text, reinterpret_cast<const char*>(row.buffer + 1));
         EXPECT_EQ(row.capacity, row.buffer->capacity());
@@ -115,26 +110,19 @@ struct Value {
 };
 const Value VALUES[] = {
     {VALUE(String('a')), "a", 7, ""},
-    {VALUE(String("12345678")), "12345678", 23, ""},
-    {VALUE(String("", 0)), "", 7, ""},
     {VALUE(String("abc", 100)), "abc", 103, ""},
     {VALUE(String("12345678", 2)), "12345678", 23, ""},  // reserving never shortens
-    {VALUE(String("hello", -5, 3)), "hel", 7, ""},
     {VALUE(String("abc", 1, 100)), "bc", 7, ""},
     {VALUE(String("abc", LONG_MIN, LONG_MAX)), "abc", 7, ""},
     {VALUE(abc + ""), "abc", 7, "abc"},
-    {VALUE(abc + "d"), "abcd", 7, "abc"},
     {VALUE(abc + 'd'), "abcd", 7, "abc"},
     {VALUE(abc + hello), "abchello", 23, "abc"},
     {VALUE(String::stringOf(true)), "true", 7, ""},
-    {VALUE(String::stringOf(false)), "false", 7, ""},
     {VALUE(String::stringOf('c')), "c", 7, ""},
     {VALUE(String::stringOf("hello", 1, 3)), "ell", 7, ""},
-    {VALUE(String::stringOf(-5L)), "-5", 7, ""},
     {VALUE(String::stringOf(LONG_MIN)), std::to_string(LONG_MIN), 23, ""},
     {VALUE(String::stringOf(4294967295UL)), "4294967295", 23, ""},
     {VALUE(String::stringOf(reinterpret_cast<void*>(0x1234))), "0x1234", 7, ""},
-    {VALUE(hello.substring(1)), "ello", 7, ""},
     {VALUE(hello.substring(0)), "hello", 7, ""},  // not a shared buffer
     {VALUE(hello.substring(1, 3)), "el", 7, ""},
     {VALUE(hello.substring(3, LONG_MAX)), "lo", 7, ""},
@@ -177,10 +165,8 @@ TEST(String, ReadAccess) {
     const struct {
         long begin, end, count;
         const char* want;
-    } rows[] = {{2, 1, 0, "......."},  {-3, 100, 5, "hello.."},
-                {1, 3, 2, "el....."},  {5, 9, 0, "......."},
-                {9, 12, 0, "......."}, {-3, -1, 0, "......."},
-                {0, 5, 5, "hello.."},  {LONG_MIN, LONG_MAX, 5, "hello.."}};
+    } rows[] = {{2, 1, 0, "......."}, {-3, 100, 5, "hello.."}, {1, 3, 2, "el....."},
+                {5, 9, 0, "......."}, {9, 12, 0, "......."},   {LONG_MIN, LONG_MAX, 5, "hello.."}};
     for (const auto& row : rows) {
         char dst[] = ".......";
         EXPECT_EQ(row.count, hello.getChars(row.begin, row.end, dst));
@@ -212,45 +198,34 @@ const std::string spaces(597, ' ');
 const Edit EDITS[] = {
     {EDIT(s = "xy"), "abc", 100, "xy", STAYS, RESIZED},
     {EDIT(s = ""), "abc", 100, "", STAYS, RESIZED},
-    {EDIT(s = "12345678"), "abc", 0, "12345678", RESIZED, RESIZED},
     {EDIT(s = s.buffer() + 1), "abc", 0, "bc", STAYS, RESIZED},
     {EDIT(s = null), "abc", 100, "", EMPTIED, EMPTIED},
     {EDIT(s = '\0'), "abc", 100, "", EMPTIED, EMPTIED},
     {EDIT(s = 'x'), "abc", 100, "x", RESIZED, RESIZED},  // even when it would fit
-    {EDIT(s = String::EMPTY()), "abc", 100, "", EMPTIED, EMPTIED},
 
     {EDIT(s += "defg"), "abc", 0, "abcdefg", STAYS, RESIZED},
     {EDIT(s += 'h'), "abcdefg", 0, "abcdefgh", RESIZED, RESIZED},
-    {EDIT(s += *s), "ab", 0, "abab", STAYS, RESIZED},
     {EDIT(s += *s), "abcd", 0, "abcdabcd", RESIZED, RESIZED},
     {EDIT(s += s.buffer() + 1), "abcd", 0, "abcdbcd", STAYS, RESIZED},
-    {EDIT(s.concat(hello)), "abc", 100, "abchello", STAYS, RESIZED},
     {EDIT(s.concat("x\0y", 3)), "a", 0, "ax\0y"s, STAYS, RESIZED},
     {EDIT(s.internalConcat(s.buffer(), 2)), "abc", 0, "abcab", STAYS, RESIZED},
 
-    {EDIT(s.replace('a', 'o')), "banana", 100, "bonono", STAYS, COPIED},
     {EDIT(s.replace('x', 'y')), "abc", 100, "abc", STAYS, COPIED},  // no match, yet copied
     {EDIT(s.replace('\0', '-')), "a\0b\0"s, 0, "a-b-", STAYS, COPIED},
     {EDIT(s.toUpperCase()), "abc-\xc4yz@[`{\0q"s, 100, "ABC-\xc4YZ@[`{\0Q"s, STAYS, COPIED},
     {EDIT(s.toLowerCase()), "ABC-\xe4YZ@[`{\0Q"s, 100, "abc-\xe4yz@[`{\0q"s, STAYS, COPIED},
 
     {EDIT(s.trim()), "\t\n\v\f\r  ", 0, "", EMPTIED, EMPTIED},
-    {EDIT(s.trim()), "", 100, "", EMPTIED, EMPTIED},
-    {EDIT(s.trim()), "a b", 0, "a b", STAYS, STAYS},
     {EDIT(s.trim()), "\rab\v", 100, "ab", STAYS, RESIZED},
     {EDIT(s.trim()), "\bab\x0e", 0, "\bab\x0e", STAYS, STAYS},
     {EDIT(s.trim()), " \0 "s, 0, "\0"s, STAYS, RESIZED},
 
     {EDIT(s.deleteRegion(2)), "hello", 100, "he", STAYS, RESIZED},
-    {EDIT(s.deleteRegion(-3)), "hello", 100, "", STAYS, RESIZED},
-    {EDIT(s.deleteRegion(1, 3)), "hello", 100, "hlo", STAYS, RESIZED},
     {EDIT(s.deleteRegion(-2, 2)), "hello", 100, "llo", STAYS, RESIZED},
     {EDIT(s.deleteRegion(3, LONG_MAX)), "hello", 100, "hel", STAYS, RESIZED},
 
-    {EDIT(s.insert(0, "ab")), "cd", 0, "abcd", STAYS, RESIZED},
     {EDIT(s.insert(1, hello)), "cde", 0, "chellode", RESIZED, RESIZED},
     {EDIT(s.insert(2, 'x')), "cd", 0, "cdx", STAYS, RESIZED},
-    {EDIT(s.insert(1, s)), "abc", 0, "aabcbc", STAYS, RESIZED},
     {EDIT(s.insert(1, s)), "a\0b"s, 0, "aa\0b\0b"s, STAYS, RESIZED},
 
     // Measured by the library's engine, rendered by the platform's; the text may be an argument.
@@ -260,7 +235,6 @@ const Edit EDITS[] = {
     {EDIT(s.concatf("%s%c", s.buffer(), 'x')), "abcd", 0, "abcdabcdx", RESIZED, RESIZED},
     {EDIT(s.concatf("%lu.%hd", 4294967295UL, 65535)), "a", 100, "a4294967295.-1", STAYS, RESIZED},
     {EDIT(s.format("%p", nullptr)), "abc", 0, "(ni", STAYS, RESIZED},         // 0x0 by measure
-    {EDIT(s.format("%f", 1.5)), "abc", 0, "1", STAYS, RESIZED},               // f by measure
     {EDIT(s.format("%hhd%hhd", 5, 6)), "abc", 0, "56\0\0"s, STAYS, RESIZED},  // hdhd by measure
     {EDIT(s.concatf("%.0d", 0)), "abc", 0, "abc\0"s, STAYS, RESIZED},         // 0 by measure
 };
@@ -299,24 +273,20 @@ TEST(String, EditsInPlaceOnlyWhatNobodyShares) {
 
 // Also refused, before anything is read: lengths that no text can have.
 TEST(String, EditsThatDoNothingLeaveSharedBuffersShared) {
-    String s("hello");
+    String s("hello"), empty;
     const String copy(s);
     const long before = allocations::requests();
     s = ((((s = *s) += "") += null) += '\0') += String::EMPTY();
     s.concat(null, 3).concat("x", 0).concat("x", LONG_MIN).concat("x", LONG_MAX - 2);
     s.internalConcat("x", INT32_MAX);
-    EXPECT_EQ(copy.buffer(), s.buffer());
     s.deleteRegion(5).deleteRegion(LONG_MAX).deleteRegion(3, 3).deleteRegion(4, 2);
     s.deleteRegion(2, LONG_MIN).insert(6, 'x').insert(-1, 'x').insert(6, "x").insert(-1, abc);
     s.insert(1, '\0').insert(1, null).insert(1, "").insert(1, String::EMPTY());
     s.replace('l', '\0');
     s.trim();
-    EXPECT_EQ(copy.buffer(), s.buffer());
     s.concatf("%s", "").concatf("%*d", INT_MIN, 1).format("%2147483647d%10d", 1, 2);
     EXPECT_EQ(copy.buffer(), s.buffer());
-    EXPECT_EQ(before, allocations::requests());
     EXPECT_EQ("hello", textOf(s));
-    String empty;
     empty.toLowerCase(), empty.toUpperCase(), empty.replace('a', 'b'), empty.trim();
     EXPECT_EQ(Buffer::EMPTY(), bufferOf(empty));
     EXPECT_EQ(before, allocations::requests());
@@ -419,11 +389,11 @@ TEST(Comparison, PairsOfTexts) {
 TEST(Comparison, NullPointersCharactersAndSharers) {
     for (const String& s : {String(), abc, make("\0"s)}) {
         const long length = s.length();
-        EXPECT_EQ(length == 0, s.equals(null));
-        EXPECT_EQ(length == 0, s.equalsIgnoreCase(null));
+        const bool none = length == 0;
+        EXPECT_TRUE(none == s.equals(null) && none == s.equalsIgnoreCase(null));
         EXPECT_EQ(relations(length, 0), relations(s, null));
         EXPECT_EQ(relations(0, length), relations(null, s));
-        EXPECT_TRUE((s == '\0') == (length == 0) && ('\0' != s) == (length != 0));
+        EXPECT_TRUE((s == '\0') == none && ('\0' != s) == !none);
         const String copy(s);
         EXPECT_EQ(relations(0, 0), relations(s, copy));
         EXPECT_TRUE(s.compareTo(copy) == 0 && s.compareToIgnoreCase(copy) == 0);
@@ -433,12 +403,11 @@ TEST(Comparison, NullPointersCharactersAndSharers) {
     EXPECT_TRUE(String("ab") != 'a' && 'a' != String("ab") && String() != 'a');
     EXPECT_FALSE(make("a\0b"s).equals(make("a\0c"s)));
     EXPECT_TRUE(make("a\0b"s) == make("a\0c"s));
-    for (int x = 0; x < 256; ++x) {
-        for (int y = 0; y < 256; ++y) {
-            const std::string a(1, static_cast<char>(x)), b(1, static_cast<char>(y));
-            const int u = x >= 'A' && x <= 'Z' ? x + 32 : x, v = y >= 'A' && y <= 'Z' ? y + 32 : y;
-            ASSERT_EQ(sign(u - v), stricmp(a.c_str(), b.c_str())) << x << " " << y;
-        }
+    for (int i = 0; i < 65536; ++i) {
+        const int x = i / 256, y = i % 256;
+        const char a[] = {static_cast<char>(x), 0}, b[] = {static_cast<char>(y), 0};
+        const int u = x >= 'A' && x <= 'Z' ? x + 32 : x, v = y >= 'A' && y <= 'Z' ? y + 32 : y;
+        ASSERT_EQ(sign(u - v), stricmp(a, b)) << x << " " << y;
     }
 }
 
@@ -480,20 +449,16 @@ long foundFrom(long from, const std::string& t, const Needle& needle) {
     return found(cut(t.substr(size_t(start))).find(needle), start);
 }
 
-TEST(Search, Characters) {
-    for (const std::string& t : textsUpTo(4)) {
-        const String text = make(t);
-        for (const char ch : ALPHABET) {
-            SCOPED_TRACE(testing::PrintToString(t + ch));
-            ASSERT_EQ(ch == '\0' ? -1 : foundFrom(0, t, ch), text.indexOf(ch));
-            ASSERT_EQ(found(t.rfind(ch)), text.lastIndexOf(ch));
-            for (const long from : {LONG_MIN, -1L, 0L, 1L, 3L, 4L, LONG_MAX}) {
-                const bool never = ch == '\0' || from >= text.length();
-                ASSERT_EQ(never ? -1 : foundFrom(from, t, ch), text.indexOf(ch, from)) << from;
-                const long last = from < 0 ? -1 : found(t.rfind(ch, size_t(from)));
-                ASSERT_EQ(last, text.lastIndexOf(ch, from)) << from;
-            }
-        }
+void searchCharacter(const std::string& t, char ch) {
+    SCOPED_TRACE(testing::PrintToString(t + ch));
+    const String text = make(t);
+    ASSERT_EQ(ch == '\0' ? -1 : foundFrom(0, t, ch), text.indexOf(ch));
+    ASSERT_EQ(found(t.rfind(ch)), text.lastIndexOf(ch));
+    for (const long from : {LONG_MIN, -1L, 0L, 1L, 3L, 4L, LONG_MAX}) {
+        const bool never = ch == '\0' || from >= text.length();
+        ASSERT_EQ(never ? -1 : foundFrom(from, t, ch), text.indexOf(ch, from)) << from;
+        const long last = from < 0 ? -1 : found(t.rfind(ch, size_t(from)));
+        ASSERT_EQ(last, text.lastIndexOf(ch, from)) << from;
     }
 }
 
@@ -525,8 +490,9 @@ void searchEverywhere(const std::string& t, const std::string& n) {
     }
 }
 
-TEST(Search, Texts) {
+TEST(Search, CharactersAndTexts) {
     for (const std::string& t : textsUpTo(4)) {
+        for (const char ch : ALPHABET) searchCharacter(t, ch);
         for (const std::string& n : textsUpTo(2)) {
             SCOPED_TRACE(testing::PrintToString(t) + testing::PrintToString(n));
             searchEverywhere(t, n);
