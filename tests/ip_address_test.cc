@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
-// Against second opinions: a pattern for the grammar, inet_ntop, ranges and division for bits.
+// Against second opinions: inet_pton and inet_ntop for texts, ranges and division for bits.
 
 #include <velutils++/ip_address.h>
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <regex.h>
+#include <stdlib.h>
 
+#include <algorithm>
 #include <random>
 #include <string>
 
@@ -39,15 +40,14 @@ std::string byInet(unsigned long value) {
 TEST(IpAddressValue, Empty) {
     IpAddress ip;
     unsigned long size = 77;
-    String out("old");
     EXPECT_TRUE(ip.isEmpty() && ip == IpAddress::EMPTY());
     EXPECT_EQ(0u, ip.getV4IpAddrAsBinaryUInt32());
     EXPECT_EQ(ALL_ONES, ip.getV4NetMaskAsBinaryUInt32());
     EXPECT_EQ(0u, ip.getNetMaskSize());
     EXPECT_TRUE(!ip.isMaskValid(size) && size == 77);
-    EXPECT_EQ("", str(ip.getIpAddrAsString(out)));
-    EXPECT_EQ("", str(ip.getNetMaskAsString(out = "old")));
-    EXPECT_EQ("", str(ip.getNetAddressAsString(out = "old")));
+    String a("old"), m("old"), n("old");
+    EXPECT_EQ(
+        "", str(ip.getIpAddrAsString(a) + ip.getNetMaskAsString(m) + ip.getNetAddressAsString(n)));
     EXPECT_EQ(-1, ip.setNetMaskSize(24));
     EXPECT_TRUE(ip.isEmpty());
     EXPECT_EQ(0, ip.setV4IpAddrAsBinaryUInt32(0));  // 0.0.0.0/32 differs in the family alone
@@ -86,8 +86,8 @@ TEST(IpAddressValue, ConstructionCopiesAndWords) {
     EXPECT_EQ(bytes, assigned.getV6NetAddrAsBinaryString(bytes));
     EXPECT_EQ(bytes, assigned.getV6NetMaskAsBinaryString(bytes));
     EXPECT_STREQ("sixteen and more", reinterpret_cast<char*>(bytes));
-    EXPECT_EQ(-1, assigned.setV6IpAddrAsBinaryString(bytes));
-    EXPECT_EQ(-1, assigned.setV6NetMaskAsBinaryString(bytes));
+    EXPECT_TRUE(assigned.setV6IpAddrAsBinaryString(bytes) == -1 &&
+                assigned.setV6NetMaskAsBinaryString(bytes) == -1);
     EXPECT_TRUE(!IpAddress::s_isV6MaskValid("ffff::", 16) && assigned == ip);
 }
 
@@ -115,36 +115,29 @@ TEST(IpAddressMask, ContiguousOnesOnly) {
     EXPECT_EQ(32u, sized.getNetMaskSize());
 }
 
-// The grammar as a pattern: the octets are groups 1 to 4, the prefix length is group 6.
-bool matches(const std::string& s, std::string (&groups)[7]) {
-    static const std::string octet = "(25[0-5]|2[0-4][0-9]|1[0-9][0-9]|[1-9]?[0-9])", dot = "[.]";
-    static const std::string pattern =
-        "^" + octet + dot + octet + dot + octet + dot + octet + "(/([12]?[0-9]|3[0-2]))?$";
-    static regex_t compiled;
-    static const int result = regcomp(&compiled, pattern.c_str(), REG_EXTENDED);
-    regmatch_t found[7];
-    if (result != 0 || s.find('\0') != s.npos || regexec(&compiled, s.c_str(), 7, found, 0) != 0)
+// What the text says, with 13 for a prefix that is not there. inet_pton is as strict, but stops at
+// a NUL.
+bool readText(const std::string& s, unsigned long* word, unsigned* prefix) {
+    const size_t slash = std::min(s.find('/'), s.size());
+    struct in_addr read;
+    if (s.find('\0') != s.npos || inet_pton(AF_INET, s.substr(0, slash).c_str(), &read) != 1)
         return false;
-    for (int i = 0; i < 7; ++i)
-        if (found[i].rm_so >= 0)
-            groups[i].assign(s.c_str() + found[i].rm_so, s.c_str() + found[i].rm_eo);
-    return true;
+    *word = ntohl(read.s_addr);
+    *prefix = slash == s.size() ? 13 : static_cast<unsigned>(atoi(&s[slash + 1]));
+    return slash == s.size() || (*prefix <= 32 && s.substr(slash + 1) == std::to_string(*prefix));
 }
 
 // Tries s on both setters of a value that has another address and mask. Whether s is an address.
 bool checkText(const std::string& s) {
     const IpAddress before(0x09080706, mask(13));
     IpAddress address(before), masked(before), expectedAddress(before), expectedMasked(before);
-    std::string groups[7];
-    const bool valid = matches(s, groups);
+    unsigned long word = 0;
+    unsigned prefix = 0;
+    const bool valid = readText(s, &word, &prefix);
     int maskResult = -1;
-    if (valid) {
-        unsigned long quad = 0;
-        for (size_t i = 1; i <= 4; ++i) quad = quad * 256 + std::stoul(groups[i]);
-        const int prefix = groups[6].empty() ? 13 : std::stoi(groups[6]);
-        expectedAddress = IpAddress(quad, mask(static_cast<unsigned>(prefix)));
-        if (groups[6].empty()) maskResult = expectedMasked.setV4NetMaskAsBinaryUInt32(quad);
-    }
+    if (valid) expectedAddress = IpAddress(word, mask(prefix));
+    if (valid && s.find('/') == s.npos)
+        maskResult = expectedMasked.setV4NetMaskAsBinaryUInt32(word);
     EXPECT_EQ(valid ? 0 : -1, address.setIpAddrAsString(text(s))) << s;
     EXPECT_TRUE(expectedAddress == address) << s;
     EXPECT_EQ(maskResult, masked.setNetMaskAsString(text(s))) << s;
@@ -153,29 +146,14 @@ bool checkText(const std::string& s) {
 }
 
 TEST(IpAddressText, Grammar) {
-    for (const char* s : {"192.168.1.1", "0.0.0.0", "255.255.255.255", "10.0.0.1/8", "10.0.0.1/0",
-                          "10.0.0.1/32", "255.255.0.0", "255.0.255.0", "255.255.0.0/16"})
+    for (const char* s : {"0.0.0.0", "255.255.255.255", "10.0.0.1/0", "10.0.0.1/32", "255.255.0.0",
+                          "255.0.255.0", "255.255.0.0/16"})
         EXPECT_TRUE(checkText(s)) << s;
     for (const char* s : {"", "10.0.0.1/33", "10.0.0.1/08", "10.0.0.1/100", "10.0.0.01",
-                          "256.0.0.1", "1.2.3.1000", "1.2.3.4294967297", "1.2.3", "1.2.3.4.",
-                          "1.2.3.4/", "1.2.3.4/24/1", "1..2.3", " 1.2.3.4", "1.2.3.4 ", "+1.2.3.4"})
+                          "256.0.0.1", "1.2.3.4294967297", "1.2.3", "1.2.3.4.", "1.2.3.4/",
+                          "1.2.3.4/24/1", "1..2.3", " 1.2.3.4", "1.2.3.4 ", "+1.2.3.4"})
         EXPECT_FALSE(checkText(s)) << s;
     EXPECT_FALSE(checkText(std::string("1.2.3.4\0", 8)));  // a NUL inside is no end
-
-    std::mt19937 random(1);
-    const auto below = [&](size_t n) { return static_cast<unsigned>(random() % n); };
-    const std::string letters("0012345678999...///  \n+-xa\0\xFF", 28);
-    int accepted = 0;
-    for (int i = 0; i < 100000 && !HasFailure(); ++i) {
-        std::string s;
-        for (int octet = 0; octet < 4; ++octet)
-            s += (octet > 0 ? "." : "") + std::to_string(below(i % 4 == 0 ? 300 : 256));
-        if (below(2) == 0) s += "/" + std::to_string(below(40));
-        for (unsigned edits = below(3); edits > 0; --edits)
-            s.replace(below(s.size()), below(2), below(2), letters[below(letters.size())]);
-        accepted += checkText(s);
-    }
-    EXPECT_NEAR(50000, accepted, 20000);  // both sides of the border were tried
 }
 
 TEST(IpAddressText, PrintsLikeInetNtop) {
@@ -305,10 +283,9 @@ TEST(IpAddressClassification, AgreesWithRangesForEveryPrefix) {
     const IpAddress none;
     EXPECT_EQ("", kinds(none));
     EXPECT_TRUE(!none.contains(none) && IpAddress(0, 0).contains(none));
-    EXPECT_EQ("127.0.0.1", byInet(IpAddress::ipv4Loopback));
-    EXPECT_EQ("224.0.0.0", byInet(IpAddress::ipv4McGrpUnspecified));
-    EXPECT_EQ("224.0.0.1", byInet(IpAddress::ipv4McGrpAllHosts));
-    EXPECT_EQ("224.0.0.2", byInet(IpAddress::ipv4McGrpAllRouters));
+    EXPECT_TRUE(
+        IpAddress::ipv4Loopback == 0x7F000001 && IpAddress::ipv4McGrpUnspecified == 0xE0000000 &&
+        IpAddress::ipv4McGrpAllHosts == 0xE0000001 && IpAddress::ipv4McGrpAllRouters == 0xE0000002);
 }
 
 }  // namespace
