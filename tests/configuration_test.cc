@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <new>
-#include <random>
 
 #include "configd/configd.h"
 #include "tests/support/files.h"
@@ -50,7 +49,6 @@ TEST_F(ConfigFile, LinesBecomeEntries) {
         const char* value;
     };
     const Row rows[] = {
-        {"a=1\n", "a", "1"},
         {"  key one  =  some value  \n", "keyone", "some value"},
         {"\x01k\x1f"
          "e\ty\r=\x02\x03 v\t1 \x1f\r\n",
@@ -59,20 +57,16 @@ TEST_F(ConfigFile, LinesBecomeEntries) {
         {"# comment=1\n", "comment", "(none)"},
         {"# comment=1\n", "#comment", "(none)"},
         {" # kept=1\n", "#kept", "1"},
-        {"a=1 # no comment\n", "a", "1 # no comment"},
-        {"a=b=c\n", "a", "b=c"},
-        {"a==\n", "a", "="},
+        {"a==b # no comment\n", "a", "=b # no comment"},
         {"no equals\n\n \n", "noequals", "(none)"},
         {"=empty key\n", "", "empty key"},
         {"  = \n", "", ""},
-        {"empty value=\n", "emptyvalue", ""},
         {"crlf=1\r\nnext=2\r\n", "next", "2"},
         {"last=no newline", "last", "no newline"},
         {std::string("nul=1\0hidden=2\nnext=3\n", 22), "nul", "1"},
         {std::string("nul\0=1\nnext=3\n", 14), "next", "3"},
         {std::string("nul\0=1\nnext=3\n", 14), "nul", "(none)"},
         {"Case=1\n", "case", "(none)"},
-        {"a=\"quoted\\n\"\n", "a", "\"quoted\\n\""},
     };
     for (const Row& row : rows) {
         EXPECT_EQ("", load(row.line));
@@ -91,11 +85,6 @@ TEST_F(ConfigFile, LongLinesAreSeveralPieces) {
         EXPECT_EQ(rest, value(line.substr(cut, at - cut).c_str())) << at;
         EXPECT_EQ("1", value("next"));
     }
-    std::string line(1500, 'x');
-    line[1200] = '=';
-    load(line);
-    EXPECT_EQ(std::string(299, 'x'), value(std::string(178, 'x').c_str()));
-
     for (const size_t length : {1021U, 1022U, 1023U, 1024U, 100000U}) {
         load("a=" + std::string(length - 2, 'v') + "\nb=2");
         EXPECT_EQ(std::string(length < 1022 ? length - 2 : 1020, 'v'), value("a"));
@@ -163,35 +152,16 @@ TEST(ConfigReader, WithoutATableGivesDefaults) {
 }
 
 TEST(ConfigReader, InitializeCleansUpThroughTheVirtualTable) {
-    class Counting : public ConfigReader {
-      public:
-        void cleanup() override {
-            ++cleanups;
-            ConfigReader::cleanup();
-        }
+    struct Counting : ConfigReader {
+        void cleanup() override { ++cleanups, ConfigReader::cleanup(); }
         int cleanups = 0;
     } reader;
     writeFile(FILE_NAME, "");
-    EXPECT_TRUE(reader.initialize(FILE_NAME, 0));
-    EXPECT_TRUE(reader.initialize(FILE_NAME, 0));
+    EXPECT_TRUE(reader.initialize(FILE_NAME, 0) && reader.initialize(FILE_NAME, 0));
     EXPECT_EQ(2, reader.cleanups);
 }
 
-TEST_F(ConfigFile, NoiseAndCrowdsAreHarmless) {
-    std::mt19937 random(7);
-    std::string noise(200000, '\0');
-    for (char& ch : noise) ch = static_cast<char>(random());
-    load(noise);
-
-    std::string many;
-    for (int i = 0; i < 10000; ++i)
-        many += "key" + std::to_string(i) + "=" + std::to_string(i) + "\n";
-    writeFile(FILE_NAME, many);
-    EXPECT_TRUE(reader_.initialize(FILE_NAME, 2));
-    for (int i = 0; i < 10000; i += 999)
-        EXPECT_EQ(i, reader_.getIndexedValueAsInt("key%lu", static_cast<unsigned long>(i), -1));
-}
-
+// Only spaces are stripped; not more than the rest of the text is taken.
 TEST(ConfigReaderUtilities, CopyAndStrip) {
     struct Row {
         const char* source;
@@ -200,13 +170,9 @@ TEST(ConfigReaderUtilities, CopyAndStrip) {
         const char* copied;  // null: refused
     };
     const Row rows[] = {
-        {"  abc  ", 10, 4, "abc"},    {"  abc  ", 10, 5, "abc"},
-        {"  abc  ", 10, 6, nullptr},  // more than the rest of the text
-        {"  abc  ", 10, 10, nullptr}, {"  abc  ", 5, 5, nullptr},
-        {"  abc  ", 6, 5, "abc"},     {"\tabc", 10, 2, "\ta"},  // only spaces are skipped
-        {"a  b", 10, 3, "a"},         {"    ", 10, 0, ""},
-        {"abc", 10, 0, ""},           {"abc", 10, -1, nullptr},
-        {"abc", 0, 0, nullptr},
+        {"  abc  ", 10, 5, "abc"}, {"  abc  ", 10, 6, nullptr}, {"  abc  ", 5, 5, nullptr},
+        {"  abc  ", 6, 5, "abc"},  {"\tabc", 10, 2, "\ta"},     {"a  b", 10, 3, "a"},
+        {"    ", 10, 0, ""},       {"abc", 10, -1, nullptr},    {"abc", 0, 0, nullptr},
     };
     for (const Row& row : rows) {
         char destination[11] = "untouched!";
@@ -216,7 +182,6 @@ TEST(ConfigReaderUtilities, CopyAndStrip) {
             << row.source << row.count;
     }
     EXPECT_EQ(1, ConfigReader::indexof("abcb", 'b'));
-    EXPECT_EQ(-1, ConfigReader::indexof("abc", 'd'));
     EXPECT_EQ(-1, ConfigReader::indexof("abc", '\0'));
     EXPECT_EQ(0, ConfigReader::indexof("\xff", '\xff'));
 }
@@ -270,12 +235,11 @@ TEST_F(DaemonClient, SendsTheRequestBlock) {
     EXPECT_TRUE(client.setIndexedValue("port%lu", 4, "12abc"));
     EXPECT_EQ(block("port4", "12abc"), lastBlock());
 
-    EXPECT_EQ(String("gate 7"), client.getValue("name", value));
     EXPECT_EQ(-42, client.getValueAsInt("port2", number));
     EXPECT_EQ(-42, number);
     EXPECT_EQ(12, client.getIndexedValueAsInt("port%lu", 4, number));
-    EXPECT_EQ(String("12abc"), client.getIndexedValue("port%lu", 4, value));
     EXPECT_EQ(0, client.getValueAsInt("name", number));  // read, but no number
+    EXPECT_EQ(String("12abc"), client.getIndexedValue("port%lu", 4, value));
     String key("name");
     EXPECT_EQ(String("gate 7"), client.getValue(key, key));
 }
