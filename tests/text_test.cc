@@ -226,6 +226,7 @@ const Edit EDITS[] = {
 
     {EDIT(s.insert(1, hello)), "cde", 0, "chellode", RESIZED, RESIZED},
     {EDIT(s.insert(2, 'x')), "cd", 0, "cdx", STAYS, RESIZED},
+    {EDIT(s.insert(0, s.buffer() + 2)), "abc", 0, "cabc", STAYS, RESIZED},
     {EDIT(s.insert(1, s)), "a\0b"s, 0, "aa\0b\0b"s, STAYS, RESIZED},
 
     // Measured by the library's engine, rendered by the platform's; the text may be an argument.
