@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <bitset>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -82,31 +83,15 @@ TEST(IntegerConversion, RefusalWritesNothing) {
 // However strange: digits are what their codes make of them. A byte above 127 is a letter, also
 // where char is signed; base letters are small; of 33 characters all are read.
 TEST(IntegerConversion, ParsesAnyText) {
-    const char* const texts[] = {"",
-                                 "-",
-                                 "h",
-                                 "-b",
-                                 "-101b",
-                                 "aFx",
-                                 "17o",
-                                 "42d",
-                                 "@h",
-                                 "`h",
-                                 "1`",
-                                 " 1",
-                                 "--5",
-                                 "4294967295",
-                                 "42\xff",
-                                 "\xffh",
-                                 "42H",
-                                 "11111111111111111111111111111111b",
-                                 "111111111111111111111111111111111b",
-                                 "-111111111111111111111111111111112b"};
-    const int32_t values[] = {0,  0,    0,  0,  -5, 175, 15,  42, 16,         41,
-                              58, -159, 25, -1, 42, 168, 444, -1, -954437177, 954437177};
-    for (size_t i = 0; i < std::size(texts); ++i) {
-        const char* const text = texts[i];
-        const int32_t value = values[i];
+    std::istringstream texts(
+        "|-|h|-b|-101b|aFx|17o|42d|@h|`h|1`| 1|--5|4294967295|42\xff|\xffh|42H|"
+        "11111111111111111111111111111111b|111111111111111111111111111111111b|"
+        "-111111111111111111111111111111112b");
+    for (const int32_t value : {0,  0,    0,  0,  -5, 175, 15,  42, 16,         41,
+                                58, -159, 25, -1, 42, 168, 444, -1, -954437177, 954437177}) {
+        std::string read;
+        std::getline(texts, read, '|');
+        const char* const text = read.c_str();
         EXPECT_EQ(value, valueOf32(text)) << text;
         EXPECT_EQ(static_cast<int16_t>(value), valueOf16(text)) << text;
         if (text[0] == '-') continue;
