@@ -21,7 +21,7 @@ bool lockSoon(CRecursiveSemaphore& lock) {
 }  // namespace
 
 bool SharedCounters::open() {
-    return directory_.setup(STATUS_BASE_TMP, "/link-monitor-shared");
+    return directory_.setup(STATUS_BASE_TMP, "/link-monitors");
 }
 
 unsigned long SharedCounters::increment(const String& name) {

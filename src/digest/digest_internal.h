@@ -5,6 +5,8 @@
 #ifndef VELUTILS_DIGEST_INTERNAL_H
 #define VELUTILS_DIGEST_INTERNAL_H
 
+#include <velutils++/digests.h>
+
 #include <stddef.h>
 #include <stdint.h>
 #include <string.h>
@@ -73,6 +75,23 @@ ALWAYS_INLINE void feed(uint32_t* state, uint32_t* count, unsigned char* buffer,
     } else if (length > 0) {
         memcpy(buffer + waiting, data, length);
     }
+}
+
+// What initialize() makes of the length it is given.
+inline unsigned long returnedLengthOf(const HashContext& digest, unsigned long wanted) {
+    const unsigned long complete = digest.getCompleteHashLength();
+    return wanted != 0 && wanted <= complete ? wanted : complete;
+}
+
+// The self-test of a digest of at most 20 bytes: whether "abc" gives the expected one.
+inline int testWithAbc(HashContext& digest, const unsigned char* expected) {
+    unsigned char found[20];
+    digest.initialize(0);
+    digest.hash(reinterpret_cast<const unsigned char*>("abc"), strlen("abc"));
+    digest.getHash(found);
+    const bool same = memcmp(found, expected, digest.getCompleteHashLength()) == 0;
+    digest.initialize(0);
+    return same ? 0 : -1;
 }
 
 #endif
