@@ -136,7 +136,7 @@ TYPED_TEST(Digest, ReturnedLength) {
         this->digest.hash(bytes("abc"), 3);
         TypeParam copy(this->digest);
         EXPECT_EQ(std::string(this->ABC, 2 * expected), hex(finish(this->digest, expected)));
-        unsigned char complete[length];
+        unsigned char complete[Known<TypeParam>::LENGTH];
         copy.getCompleteHash(complete);
         EXPECT_EQ(this->ABC, hex(std::string(complete, complete + length)));
     }
