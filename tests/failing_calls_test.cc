@@ -160,8 +160,6 @@ const Operation OPERATIONS[] = {
      nothing},
     {"setIpV4Mask", "1; socket 0; ioctl 0; close 1",
      RESULT(interfaces.setIpV4Mask("lo", 0xFF000000)), nothing},
-    {"setTxQueueLen", "1; socket 0; ioctl 0; close 1", RESULT(interfaces.setTxQueueLen("lo", 100)),
-     nothing},
     {"haveNetworkConnectivity", "1; open 0; close 1", RESULT(interfaces.haveNetworkConnectivity()),
      [] {
          StatusInterface().setup(STATUS_BASE_TMP, "/link-manager/hotlink");
