@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+//
+// fuzz/integer_text.cc holds more numbers there and back, and which texts are valid.
 
 #include <velutils++/conversions.h>
 
@@ -10,7 +12,6 @@
 
 #include <algorithm>
 #include <bitset>
-#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -58,9 +59,6 @@ void thereAndBack32(uint32_t value) {
 }
 
 TEST(IntegerConversion, ThereAndBack) {
-    std::mt19937 random(1);
-    for (int i = 0; i < 50000; ++i)  // all lengths
-        ASSERT_NO_FATAL_FAILURE(thereAndBack32(static_cast<uint32_t>(random()) >> i % 32));
     for (const uint64_t factor : {2u, 10u})
         for (uint64_t edge = 1; edge <= UINT64_C(1) << 32; edge *= factor)
             for (const uint64_t value : {edge - 1, edge})
@@ -103,42 +101,25 @@ TEST(IntegerConversion, ParsesAnyText) {
     EXPECT_EQ(0u, u_valueOf32(nullptr) + u_valueOf16(nullptr));
 }
 
-template <class Value>
-void validates(const char* text, Value (*valid)(int32_t*, const char*), Value (*plain)(const char*),
-               Value (*inRange)(int32_t*, const char*, Value, Value)) {
-    const Value value = plain(text);
-    const int32_t expected = std::to_string(value) == text ? 0 : -1;
-    int32_t error = 7;
-    EXPECT_EQ(value, valid(&error, text)) << text;
-    EXPECT_EQ(expected, error) << text;
-    EXPECT_EQ(value, valid(nullptr, text)) << text;
-    EXPECT_EQ(0, inRange(nullptr, text, value, value)) << text;
-    for (const int low : {-1, 0, 1}) {
-        for (const int high : {-1, 0, 1}) {
-            const Value minimum = static_cast<Value>(static_cast<int64_t>(value) + low);
-            const Value maximum = static_cast<Value>(static_cast<int64_t>(value) + high);
-            const bool inside = minimum <= value && value <= maximum;  // at the type's ends too
-            EXPECT_EQ(value, inRange(&error, text, minimum, maximum)) << text;
-            EXPECT_EQ(inside ? expected : -1, error) << text;
-        }
-    }
-}
-
 TEST(IntegerConversion, OnlyCanonicalDecimalIsValid) {
-    for (const char* const text :
-         {"0",          "00",          "-0",          "-12",        "+1",
-          " 1",         "1 ",          "007",         "7h",         "7d",
-          "",           "-",           "9:",          "32767",      "32768",
-          "-32768",     "-32769",      "65535",       "65536",      "2147483647",
-          "2147483648", "-2147483648", "-2147483649", "4294967295", "4294967308"}) {
-        validates(text, validValueOf32, valueOf32, validRangeValueOf32);
-        validates(text, u_validValueOf32, u_valueOf32, u_validRangeValueOf32);
-        validates(text, validValueOf16, valueOf16, validRangeValueOf16);
-        validates(text, u_validValueOf16, u_valueOf16, u_validRangeValueOf16);
+    const struct {
+        const char* text;
+        int32_t value, low, high, valid, inRange;
+    } rows[] = {
+        {"5", 5, 5, 5, 0, 0},       {"5", 5, 6, 9, 0, -1},
+        {"5", 5, -9, 4, 0, -1},     {"-5", -5, -5, -5, 0, 0},
+        {"05", 5, 0, 9, -1, -1},    {"", 0, 0, 0, -1, -1},
+        {nullptr, 0, 0, 0, -1, -1}, {"32768", 32768, INT32_MIN, INT32_MAX, 0, 0},
+    };
+    for (const auto& row : rows) {
+        int32_t error = 7;
+        EXPECT_EQ(row.value, validValueOf32(&error, row.text));
+        EXPECT_EQ(row.valid, error);
+        EXPECT_EQ(row.value, validValueOf32(nullptr, row.text));
+        EXPECT_EQ(row.value, validRangeValueOf32(&error, row.text, row.low, row.high));
+        EXPECT_EQ(row.inRange, error);
+        EXPECT_EQ(0, validRangeValueOf32(nullptr, row.text, row.low, row.high));
     }
-    int32_t error = 7;
-    EXPECT_EQ(0, validValueOf32(&error, nullptr));
-    EXPECT_EQ(-1, error);
 }
 
 TEST(Reverse, InPlace) {
@@ -172,28 +153,23 @@ TEST(HexDump, LayoutAndSize) {
         EXPECT_STREQ(row.expected, out) << row.length << ' ' << row.lineLength;
     }
     // 13 characters a word: 660764196 is the last length that fits.
-    const int sizes[][3] = {
-        {12, 8, 49},
-        {1, 4, 14},
-        {INT_MIN, 8, 2},
-        {12, 0, 0},
-        {0, INT_MIN, 0},
-        {INT_MAX, 1, 0},
-        {INT_MAX, 4, 0},
-        {INT_MAX, INT_MAX, 0},
-        {660764196, 4, 2147483638},
-        {660764200, 4, 0},
-    };
+    const int sizes[][3] = {{12, 8, 49},
+                            {1, 4, 14},
+                            {INT_MIN, 8, 2},
+                            {12, 0, 0},
+                            {0, INT_MIN, 0},
+                            {INT_MAX, 1, 0},
+                            {INT_MAX, 4, 0},
+                            {INT_MAX, INT_MAX, 0},
+                            {660764196, 4, 2147483638},
+                            {660764200, 4, 0}};
     for (const auto& row : sizes)
         EXPECT_EQ(row[2], nbrOfChars_forDataChunk2String(row[0], row[1]))
             << row[0] << ' ' << row[1];
     for (int length = -1; length <= 100; ++length) {
-        for (int lineLength = 4; lineLength <= 64; lineLength += 4) {
-            const int size = nbrOfChars_forDataChunk2String(length, lineLength);
-            std::vector<char> out(static_cast<size_t>(size), 'x');
-            dataChunk2String(data, out.data(), length, lineLength);
-            ASSERT_EQ(1, std::count(out.begin(), out.end(), '\0')) << length << ' ' << lineLength;
-        }
+        std::vector<char> out(size_t(nbrOfChars_forDataChunk2String(length, 8)), 'x');
+        dataChunk2String(data, out.data(), length, 8);
+        ASSERT_EQ(1, std::count(out.begin(), out.end(), '\0')) << length;
     }
 }
 
@@ -238,14 +214,12 @@ TEST(Addresses, FromTextAndBack) {
         const char* text;
         int result;
         unsigned long word;
-    } rows[] = {
-        {"192.168.1.1", 0, 0xC0A80101},
-        {"1.2.3.256", 0, 0x01020400},
-        {"256.0.1.4294967295", 0, 0xFF},
-        {" 1. 2. 3. 4/24", 0, 0x01020304},
-        {"10.0.0", -1, 7},
-        {nullptr, -1, 7},
-    };
+    } rows[] = {{"192.168.1.1", 0, 0xC0A80101},
+                {"1.2.3.256", 0, 0x01020400},
+                {"256.0.1.4294967295", 0, 0xFF},
+                {" 1. 2. 3. 4/24", 0, 0x01020304},
+                {"10.0.0", -1, 7},
+                {nullptr, -1, 7}};
     for (const auto& row : rows) {
         unsigned long word = 7;
         EXPECT_EQ(row.result, convIPStr2IPUl(row.text, &word)) << row.word;

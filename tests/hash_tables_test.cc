@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+//
+// Sizes and hashes. fuzz/hash_tables.cc holds the entries against a model.
 
 #include <velutils++/hash_tables.h>
 
@@ -7,11 +9,8 @@
 #include <limits.h>
 #include <string.h>
 
-#include <algorithm>
 #include <new>
-#include <random>
 #include <string>
-#include <vector>
 
 #include "tests/support/allocations.h"
 
@@ -51,17 +50,6 @@ class Tables : public testing::Test {
 using BothTables = testing::Types<Integers, Strings>;
 TYPED_TEST_SUITE(Tables, BothTables, );
 
-std::vector<void*> passed;
-
-template <class Table>
-void* valueIn(const Table& table, uint32_t i) {
-    char untouched;
-    void* value = &untouched;
-    if (table.getValueFromKey(Table::key(i), &value)) return value;
-    EXPECT_EQ(&untouched, value);
-    return nullptr;
-}
-
 TYPED_TEST(Tables, SmallestSufficientPowerOfTwo) {
     const unsigned long rows[][2] = {{0, 2}, {2, 2}, {3, 4}, {5, 8}, {1024, 1024}, {1025, 2048}};
     for (const auto& row : rows) {
@@ -84,52 +72,6 @@ TYPED_TEST(Tables, LargestSize) {
     } catch (const std::bad_alloc& e) {
         EXPECT_EQ(nullptr, dynamic_cast<const std::bad_array_new_length*>(&e));
     }
-}
-
-// Random programs against the chains as plain vectors.
-TYPED_TEST(Tables, BehaveAsChainsInOrderOfInsertion) {
-    typedef std::pair<uint32_t, void*> Item;
-    const uint32_t buckets = 8;
-    char values[256];
-    std::mt19937 random(4);
-    TypeParam table(buckets);
-    std::vector<Item> model[buckets];
-    for (int step = 1; step <= 4000; ++step) {
-        const uint32_t key = static_cast<uint32_t>(random() % 20);
-        std::vector<Item>& chain = model[TypeParam::hash(key) % buckets];
-        const auto isKey = [key](const Item& item) { return item.first == key; };
-        const auto found = std::find_if(chain.begin(), chain.end(), isKey);
-        if (step % 1000 == 0) {
-            table.removeAllEntries();
-            for (std::vector<Item>& each : model) each.clear();
-        } else if (random() % 2 == 0) {
-            chain.emplace_back(key, &values[random() % sizeof values]);
-            ASSERT_TRUE(table.addEntry(TypeParam::key(key), chain.back().second));
-        } else {
-            ASSERT_EQ(found != chain.end(), table.removeEntry(TypeParam::key(key)));
-            if (found != chain.end()) chain.erase(found);
-        }
-
-        const auto oldest = std::find_if(chain.begin(), chain.end(), isKey);
-        ASSERT_EQ(oldest == chain.end() ? nullptr : oldest->second, valueIn(table, key));
-        std::vector<void*> all;
-        size_t longest = 0;
-        for (const std::vector<Item>& each : model) {
-            for (const Item& item : each) all.push_back(item.second);
-            longest = std::max(longest, each.size());
-        }
-        ASSERT_EQ(all.size(), table.getNumberOfKeys());
-        ASSERT_EQ(longest, table.getLongestChain());
-        passed.clear();
-        table.passAllPointers([](void* value) { passed.push_back(value); });
-        ASSERT_EQ(all, passed);
-        const size_t n = random() % (all.size() + 3);
-        std::vector<void*> first(n);
-        all.resize(std::min(n, all.size()));
-        first.resize(table.getFirstNPointers(n, first.data()));
-        ASSERT_EQ(all, first);
-    }
-    passed = std::vector<void*>();
 }
 
 TEST(IntegerTable, KeysAre32BitsWide) {

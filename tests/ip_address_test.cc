@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// Against second opinions: inet_pton and inet_ntop for texts, ranges and division for bits.
+// Against second opinions: inet_ntop for texts, ranges and division for bits. fuzz/address_text.cc
+// holds the grammar of the texts against inet_pton.
 
 #include <velutils++/ip_address.h>
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
-#include <algorithm>
 #include <random>
 #include <string>
 
@@ -115,51 +114,10 @@ TEST(IpAddressMask, ContiguousOnesOnly) {
     EXPECT_EQ(32u, sized.getNetMaskSize());
 }
 
-// What the text says, with 13 for a prefix that is not there. inet_pton is as strict, but stops at
-// a NUL.
-bool readText(const std::string& s, unsigned long* word, unsigned* prefix) {
-    const size_t slash = std::min(s.find('/'), s.size());
-    struct in_addr read;
-    if (s.find('\0') != s.npos || inet_pton(AF_INET, s.substr(0, slash).c_str(), &read) != 1)
-        return false;
-    *word = ntohl(read.s_addr);
-    *prefix = slash == s.size() ? 13 : static_cast<unsigned>(atoi(&s[slash + 1]));
-    return slash == s.size() || (*prefix <= 32 && s.substr(slash + 1) == std::to_string(*prefix));
-}
-
-// Tries s on both setters of a value that has another address and mask. Whether s is an address.
-bool checkText(const std::string& s) {
-    const IpAddress before(0x09080706, mask(13));
-    IpAddress address(before), masked(before), expectedAddress(before), expectedMasked(before);
-    unsigned long word = 0;
-    unsigned prefix = 0;
-    const bool valid = readText(s, &word, &prefix);
-    int maskResult = -1;
-    if (valid) expectedAddress = IpAddress(word, mask(prefix));
-    if (valid && s.find('/') == s.npos)
-        maskResult = expectedMasked.setV4NetMaskAsBinaryUInt32(word);
-    EXPECT_EQ(valid ? 0 : -1, address.setIpAddrAsString(text(s))) << s;
-    EXPECT_TRUE(expectedAddress == address) << s;
-    EXPECT_EQ(maskResult, masked.setNetMaskAsString(text(s))) << s;
-    EXPECT_TRUE(expectedMasked == masked) << s;
-    return valid;
-}
-
-TEST(IpAddressText, Grammar) {
-    for (const char* s : {"0.0.0.0", "255.255.255.255", "10.0.0.1/0", "10.0.0.1/32", "255.255.0.0",
-                          "255.0.255.0", "255.255.0.0/16"})
-        EXPECT_TRUE(checkText(s)) << s;
-    for (const char* s : {"", "10.0.0.1/33", "10.0.0.1/08", "10.0.0.1/100", "10.0.0.01",
-                          "256.0.0.1", "1.2.3.4294967297", "1.2.3", "1.2.3.4.", "1.2.3.4/",
-                          "1.2.3.4/24/1", "1..2.3", " 1.2.3.4", "1.2.3.4 ", "+1.2.3.4"})
-        EXPECT_FALSE(checkText(s)) << s;
-    EXPECT_FALSE(checkText(std::string("1.2.3.4\0", 8)));  // a NUL inside is no end
-}
-
 TEST(IpAddressText, PrintsLikeInetNtop) {
     std::mt19937 random(2);
     String out;
-    for (unsigned i = 0; i < 20000 && !HasFailure(); ++i) {
+    for (unsigned i = 0; i < 1000 && !HasFailure(); ++i) {
         const unsigned long address = random() & random() & ALL_ONES;  // octets of all widths
         const IpAddress ip(address, mask(i % 33));
         EXPECT_EQ(byInet(address), str(ip.getIpAddrAsString(out)));
