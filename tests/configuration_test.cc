@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
+//
+// fuzz/config_file.cc holds the entries of any file against a second reader.
 
 #include <velutils++/configuration.h>
 
 #include <gtest/gtest.h>
-#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -43,53 +44,21 @@ class ConfigFile : public ::testing::Test {
 };
 
 TEST_F(ConfigFile, LinesBecomeEntries) {
-    struct Row {
-        std::string line;
-        const char* key;
-        const char* value;
-    };
-    const Row rows[] = {
-        {"  key one  =  some value  \n", "keyone", "some value"},
-        {"\x01k\x1f"
-         "e\ty\r=\x02\x03 v\t1 \x1f\r\n",
-         "key", "v\t1"},
-        {"k\x7f\x80\xff=\x7f\x80\xff\n", "k\x7f\x80\xff", "\x7f\x80\xff"},
-        {"# comment=1\n", "comment", "(none)"},
-        {"# comment=1\n", "#comment", "(none)"},
-        {" # kept=1\n", "#kept", "1"},
-        {"a==b # no comment\n", "a", "=b # no comment"},
-        {"no equals\n\n \n", "noequals", "(none)"},
-        {"=empty key\n", "", "empty key"},
-        {"  = \n", "", ""},
-        {"crlf=1\r\nnext=2\r\n", "next", "2"},
-        {"last=no newline", "last", "no newline"},
-        {std::string("nul=1\0hidden=2\nnext=3\n", 22), "nul", "1"},
-        {std::string("nul\0=1\nnext=3\n", 14), "next", "3"},
-        {std::string("nul\0=1\nnext=3\n", 14), "nul", "(none)"},
-        {"Case=1\n", "case", "(none)"},
-    };
-    for (const Row& row : rows) {
-        EXPECT_EQ("", load(row.line));
-        EXPECT_EQ(row.value, value(row.key)) << row.line;
-    }
-}
-
-TEST_F(ConfigFile, LongLinesAreSeveralPieces) {
-    // "=" at every place around the end of a piece of 1022 bytes.
-    for (size_t at = 1015; at < 1030; ++at) {
-        std::string line(at, 'k');
-        line += "=value";
-        load(line + "\nnext=1\n");
-        const size_t cut = at < 1022 ? 0 : 1022;
-        const std::string rest = at < 1022 ? line.substr(at + 1, 1021 - at) : "value";
-        EXPECT_EQ(rest, value(line.substr(cut, at - cut).c_str())) << at;
-        EXPECT_EQ("1", value("next"));
-    }
-    for (const size_t length : {1021U, 1022U, 1023U, 1024U, 100000U}) {
-        load("a=" + std::string(length - 2, 'v') + "\nb=2");
-        EXPECT_EQ(std::string(length < 1022 ? length - 2 : 1020, 'v'), value("a"));
-        EXPECT_EQ("2", value("b"));
-    }
+    const std::string text =
+        "  key one  =  some \tvalue\x01\n# comment=1\n # kept=1\na==b # no comment\nnone\n\n"
+        "=empty key\nk\x7f\x80\xff=\x7f\x80\xff\r\nCase=1\n" +
+        std::string("nul=1\0hidden=2\n", 15) + "last=no newline";
+    EXPECT_EQ("", load(text));
+    const char* const rows[][2] = {{"keyone", "some \tvalue"}, {"comment", "(none)"},
+                                   {"#comment", "(none)"},     {"#kept", "1"},
+                                   {"a", "=b # no comment"},   {"none", "(none)"},
+                                   {"", "empty key"},          {"k\x7f\x80\xff", "\x7f\x80\xff"},
+                                   {"case", "(none)"},         {"nul", "1"},
+                                   {"last", "no newline"}};
+    for (const auto& row : rows) EXPECT_EQ(row[1], value(row[0])) << row[0];
+    const std::string longLine = "a=" + std::string(1020, 'v');  // a whole piece of 1022 bytes
+    load(longLine + "b=2\nnext=1");
+    EXPECT_EQ(std::string(1020, 'v') + "|2|1", value("a") + "|" + value("b") + "|" + value("next"));
 }
 
 TEST_F(ConfigFile, TheFirstOfSeveralWins) {
@@ -163,18 +132,16 @@ TEST(ConfigReader, InitializeCleansUpThroughTheVirtualTable) {
 
 // Only spaces are stripped; not more than the rest of the text is taken.
 TEST(ConfigReaderUtilities, CopyAndStrip) {
-    struct Row {
+    const struct {
         const char* source;
-        int size;
-        int count;
+        int size, count;
         const char* copied;  // null: refused
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"  abc  ", 10, 5, "abc"}, {"  abc  ", 10, 6, nullptr}, {"  abc  ", 5, 5, nullptr},
         {"  abc  ", 6, 5, "abc"},  {"\tabc", 10, 2, "\ta"},     {"a  b", 10, 3, "a"},
         {"    ", 10, 0, ""},       {"abc", 10, -1, nullptr},    {"abc", 0, 0, nullptr},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         char destination[11] = "untouched!";
         EXPECT_EQ(row.copied != nullptr,
                   ConfigReader::strcpystrip(destination, row.size, row.source, row.count));
@@ -188,12 +155,12 @@ TEST(ConfigReaderUtilities, CopyAndStrip) {
 
 // The configuration daemon
 
-char sent[2576];  // the last request block
+std::string sent;  // the last request block
 int calls;
 
 void remember(const void* request) {
     ++calls;
-    memcpy(sent, request, sizeof sent);
+    sent.assign(static_cast<const char*>(request), 2576);
 }
 
 class DaemonClient : public ::testing::Test {
@@ -207,10 +174,6 @@ class DaemonClient : public ::testing::Test {
     }
 };
 
-std::string lastBlock() {
-    return std::string(sent, sizeof sent);
-}
-
 std::string block(const std::string& key, const std::string& value) {
     std::string expected(2576, '\0');
     return expected.replace(8, key.size(), key).replace(264, value.size(), value);
@@ -221,19 +184,15 @@ TEST_F(DaemonClient, SendsTheRequestBlock) {
     String value("default");
     long number = 5;
     EXPECT_EQ(&value, &client.getValue("name", value));
-    EXPECT_EQ(block("name", ""), lastBlock());
+    EXPECT_EQ(block("name", ""), sent);
     EXPECT_EQ(String("default"), value);
     EXPECT_EQ(5, client.getIndexedValueAsInt("port%lu", 2, number));
-    EXPECT_EQ(block("port2", ""), lastBlock());
+    EXPECT_EQ(block("port2", ""), sent);
 
-    EXPECT_TRUE(client.setValue("name", "gate 7"));
-    EXPECT_EQ(block("name", "gate 7"), lastBlock());
-    EXPECT_TRUE(client.setValueAsInt("port2", -42));
-    EXPECT_EQ(block("port2", "-42"), lastBlock());
-    EXPECT_TRUE(client.setIndexedValueAsInt("port%lu", 3, 0));
-    EXPECT_EQ(block("port3", "0"), lastBlock());
-    EXPECT_TRUE(client.setIndexedValue("port%lu", 4, "12abc"));
-    EXPECT_EQ(block("port4", "12abc"), lastBlock());
+    EXPECT_TRUE(client.setValue("name", "gate 7") && sent == block("name", "gate 7"));
+    EXPECT_TRUE(client.setValueAsInt("port2", -42) && sent == block("port2", "-42"));
+    EXPECT_TRUE(client.setIndexedValueAsInt("port%lu", 3, 0) && sent == block("port3", "0"));
+    EXPECT_TRUE(client.setIndexedValue("port%lu", 4, "12abc") && sent == block("port4", "12abc"));
 
     EXPECT_EQ(-42, client.getValueAsInt("port2", number));
     EXPECT_EQ(-42, number);

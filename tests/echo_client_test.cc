@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // A client at one end of a virtual wire, and at the other end the test itself, which sees every
-// packet that was sent and answers with any packet it likes.
+// packet that was sent and answers. fuzz/echo_reply.cc has it read packets of any bytes.
 
 #include <velutils++/echo_client.h>
 
@@ -20,7 +20,6 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <random>
 #include <string>
 
 #include "tests/support/files.h"
@@ -99,8 +98,8 @@ Bytes address(const char* dotted) {
 
 // An ICMP message inside an IPv4 packet with `options` (NOPs) in its header.
 Bytes packet(char type, unsigned identifier, unsigned sequence, const char* from, const char* to,
-             size_t options = 0, const Bytes& payload = "") {
-    Bytes icmp = Bytes{type, 0, 0, 0} + number(identifier) + number(sequence) + payload;
+             size_t options = 0) {
+    Bytes icmp = Bytes{type, 0, 0, 0} + number(identifier) + number(sequence);
     icmp.replace(2, 2, internetChecksum(icmp));
     const size_t header = 20 + options;
     Bytes ip = Bytes{static_cast<char>(0x40 + header / 4), 0} +
@@ -119,13 +118,8 @@ class EchoClient : public testing::Test {
                                "ip addr add 10.7.0.1/24 dev near && "
                                "ip link set near up && ip link set far up && "
                                "ip neigh add 10.7.0.2 lladdr 02:00:00:00:00:02 dev near"));
-        far_ = socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, htons(ETH_P_IP));
-        far_address_.sll_family = AF_PACKET;
-        far_address_.sll_protocol = htons(ETH_P_IP);
-        far_address_.sll_ifindex = static_cast<int>(if_nametoindex("far"));
-        far_address_.sll_halen = ETH_ALEN;
-        far_address_.sll_addr[0] = 2;
-        far_address_.sll_addr[5] = 1;
+        far_address_ = {AF_PACKET, htons(ETH_P_IP),   static_cast<int>(if_nametoindex("far")), 0, 0,
+                        ETH_ALEN,  {2, 0, 0, 0, 0, 1}};
         EXPECT_EQ(
             0, bind(far_, reinterpret_cast<struct sockaddr*>(&far_address_), sizeof far_address_));
     }
@@ -149,12 +143,11 @@ class EchoClient : public testing::Test {
     }
 
     // A message with the last request's numbers, plus a difference.
-    void answer(int sequenceStep, int identifierStep = 0, size_t options = 0,
-                const Bytes& payload = "", char type = 0) {
+    void answer(int sequenceStep, int identifierStep = 0, size_t options = 0) {
         const Fields fields = fieldsOf(client_);
-        const Bytes sent = packet(type, static_cast<unsigned>(fields.identifier + identifierStep),
+        const Bytes sent = packet(0, static_cast<unsigned>(fields.identifier + identifierStep),
                                   static_cast<unsigned>(fields.sequenceNumber + sequenceStep),
-                                  FAR_IP, NEAR_IP, options, payload);
+                                  FAR_IP, NEAR_IP, options);
         EXPECT_EQ(static_cast<long>(sent.size()),
                   syscall(SYS_sendto, far_, sent.data(), sent.size(), 0, &far_address_,
                           sizeof far_address_));
@@ -165,7 +158,7 @@ class EchoClient : public testing::Test {
 
   private:
     const int descriptors_;
-    int far_;
+    const int far_ = socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, htons(ETH_P_IP));
     struct sockaddr_ll far_address_ = {};
 };
 
@@ -212,18 +205,10 @@ TEST_F(EchoClient, PollsForTheReply) {
     EXPECT_EQ(0, client_.checkPingResponse());
     EXPECT_EQ(2, client_.checkPingResponse());
 
-    ASSERT_EQ(0, ping(client_));
     answer(-1);  // the reply to the request before
     answer(0, 1);
     EXPECT_EQ(2, client_.checkPingResponse());
-    answer(0);
-    EXPECT_EQ(0, client_.checkPingResponse());
-    EXPECT_EQ(2, client_.checkPingResponse());
     answer(0, 0, 40);  // with all the options there can be
-    EXPECT_EQ(0, client_.checkPingResponse());
-    answer(0, 0, 4, Bytes(1400, 'x'));
-    EXPECT_EQ(0, client_.checkPingResponse());
-    answer(0, 0, 0, "", 8);  // types are not looked at
     EXPECT_EQ(0, client_.checkPingResponse());
 
     answer(0);
@@ -232,29 +217,6 @@ TEST_F(EchoClient, PollsForTheReply) {
     client_.cleanup();
     EXPECT_EQ(3, client_.checkPingResponse());
     EXPECT_EQ(-1, fieldsOf(client_).socketFd);
-}
-
-// In place of the raw socket, one through which any bytes can come.
-TEST_F(EchoClient, ReadsNothingThatWasNotReceived) {
-    int pair[2];
-    ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, pair));
-    setFields(client_, {pair[0], 0xABCD, 0x1234});
-    const Bytes match("\xAB\xCD\x12\x34");
-    // Every header length, cut everywhere, after a packet that is a reply but for its own length.
-    for (size_t words = 0; words < 16; ++words)
-        for (size_t n = 0; n <= 80; ++n) {
-            Bytes stale("\x45");
-            stale.resize(4, '\0');
-            while (stale.size() < 80) stale += stale.size() == 24 ? Bytes(4, '\0') : match;
-            Bytes bytes(1, static_cast<char>(0x40 + words));
-            bytes.resize(words * 4 + 4, '\x40');
-            bytes += match;
-            bytes.resize(n, '\0');
-            ASSERT_EQ(80, write(pair[1], stale.data(), 80));
-            ASSERT_EQ(static_cast<ssize_t>(n), send(pair[1], bytes.data(), n, 0));
-            EXPECT_EQ(n >= words * 4 + 8 ? 0 : 2, client_.checkPingResponse()) << words << " " << n;
-        }
-    close(pair[1]);
 }
 
 TEST_F(EchoClient, FailuresGiveOneAndLeakNothing) {
@@ -315,18 +277,12 @@ TEST_F(EchoClient, OverridesAreCalled) {
 
 TEST_F(EchoClient, Checksum) {
     alignas(2) char buffer[600];
-    std::mt19937 random(5);
     for (size_t n = 0; n < 500; ++n) {
-        // Also at odd addresses, and with bytes that make many carries.
-        char* const at = buffer + n % 3;
-        for (size_t i = 0; i < n; ++i)
-            at[i] = static_cast<char>(n % 4 == 0 ? 0xFF : random() & 0xFF);
+        char* const at = buffer + n % 3;  // also at odd addresses
+        for (size_t i = 0; i < n; ++i) at[i] = static_cast<char>(n % 4 == 0 ? 255 : i * n * 7 + n);
         void* const data = at;
-        const unsigned short result =
-            client_.checksum(static_cast<unsigned short*>(data), static_cast<int>(n));
-        EXPECT_EQ(internetChecksum(Bytes(at, n)),
-                  Bytes(reinterpret_cast<const char*>(&result), sizeof result))
-            << n;
+        const uint16_t sum = client_.checksum(static_cast<uint16_t*>(data), static_cast<int>(n));
+        EXPECT_EQ(internetChecksum(Bytes(at, n)), number(ntohs(sum))) << n;
     }
     unsigned short carries[] = {0xFFFF, 0xFFFF, 0x0001};  // a carry out of folding the carry in
     EXPECT_EQ(0xFFFE, client_.checksum(carries, 6));
