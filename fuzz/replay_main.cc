@@ -28,9 +28,9 @@ Bytes contentOf(const std::filesystem::path& path) {
 // One of the seeds with a few pieces replaced, mostly by pieces of the others: such bytes are more
 // often what a target makes something of than random ones.
 Bytes mixtureOf(const std::vector<Bytes>& seeds, std::minstd_rand& random) {
-    const auto below = [&random](size_t n) { return long(random() % n); };
+    const auto below = [&random](size_t n) { return ptrdiff_t(random() % std::max(n, size_t{1})); };
     Bytes bytes = seeds[size_t(below(seeds.size()))];
-    for (long edits = 1 + below(8); edits > 0; --edits) {
+    for (ptrdiff_t edits = 1 + below(8); edits > 0; --edits) {
         const Bytes& other = seeds[size_t(below(seeds.size()))];
         const auto from = other.begin() + below(other.size());
         Bytes piece(from, from + std::min(1 + below(6), other.end() - from));

@@ -3,12 +3,11 @@
 // Every operation that asks the kernel for something, with each of its system calls failing in
 // turn: first with an error of the device, then interrupted by a signal. A row lists the calls in
 // their order, with what the operation then gives and reports, and thereby that there are no
-// others. Nothing stays open.
+// others. Nothing stays open. Locks are in locks_test.cc, which can let them fail everywhere.
 
 #include <velutils++/configuration.h>
 #include <velutils++/echo_client.h>
 #include <velutils++/interface_control.h>
-#include <velutils++/locks.h>
 #include <velutils++/process_table.h>
 #include <velutils++/status.h>
 
@@ -19,7 +18,6 @@
 #include <fcntl.h>
 #include <string.h>
 #include <sys/mman.h>
-#include <sys/sem.h>
 
 #include <filesystem>
 
@@ -59,9 +57,6 @@ void caughtCheckedSyslog(int priority, int, const char* format, ...) {
 
 namespace {
 
-const char KEY[] = "/tmp/key";
-const char LIBRARY[] = "/usr/lib/libvelutils++.so.1.0.0";
-
 class Observer : public StatusFifoObserver {
     void handleFifoData(struct bufferevent*, char*, size_t) override {}
 } observer;
@@ -69,19 +64,6 @@ StatusInterface tree;
 IpInterfaceStatus interfaces;
 PingClient pinger;
 ProcessControl processes;
-
-int guard(const char* file) {
-    return semget(ftok(file, 1), 0, 0);
-}
-
-void removeSet(const char* file) {
-    semctl(guard(file), 0, IPC_RMID);
-}
-
-void prepareNewLock() {
-    removeSet(LIBRARY);
-    shm_unlink("/lock");
-}
 
 // How many processes are named, and how many are valid, of the house's shell, this program and the
 // child.
@@ -96,7 +78,7 @@ std::string listed(bool keep) {
 
 // `calls` begins with what the operation gives when nothing fails. Then come its calls, each with
 // what it gives when that one fails and, behind ~, when it is interrupted, if that differs. #
-// stands for the error number, $ for its text.
+// stands for the error number.
 struct Operation {
     const char* name;
     std::string calls;
@@ -108,15 +90,6 @@ struct Operation {
 void nothing() {}
 const std::string NO_DIRECTORY = "; mkdir 0|3Could not create directory /tmp";
 const std::string NO_SETUP = ". Errno:#!|3Could not setup status interface for /tmp";
-const std::string INIT = "-1|3CSemaphore::init() - ";
-const std::string UNUSED =
-    "|3CSemaphore::lock() - invalid semId!|3CSemaphore::unlock() - invalid semId!";
-const std::string UNGUARDED = "|3recursive-semaphore: unable to init guarding semaphore";
-const std::string UNOPENED = "|3recursive-semaphore: unable to open shared memory - errno=$";
-const std::string UNSIZED =
-    "-1|3recursive-semaphore: unable to ftruncate shared memory - errno=$" + UNOPENED;
-const std::string UNMAPPED = "-1|3recursive-semaphore: mmap failed - errno=$";
-const std::string CREATED = "0|7created recursive semaphore \"/lock\"";
 
 const Operation OPERATIONS[] = {
     {"setup",
@@ -193,28 +166,6 @@ const Operation OPERATIONS[] = {
     {"refresh, keep",
      "3 of 3; open 3 of 0; stat 3 of 0; getdents 0 of 0; getdents 3 of 3; close 3 of 3",
      [] { return listed(true); }, [] { processes.refresh(false); }},
-    {"CSemaphore",
-     "0; stat " + INIT + "ftok failed (errno=#) for file /tmp/key" + UNUSED + "; semget " + INIT +
-         "unable to obtain semaphore-set - errno=#" + UNUSED + "; semop " + INIT +
-         "semop() failed - unable to initialize semaphore - errno=#" + UNUSED +
-         "; semop -1|3CSemaphore::lock() - semop failed, errno=#~0"
-         "; semop -1|3CSemaphore::unlock() - semop() failed errno=#",
-     [] {
-         CSemaphore lock(KEY, 1);
-         const int made = lock.init(), locked = lock.lock();
-         return std::to_string(made | locked | lock.unlock());
-     },
-     [] { writeFile(KEY, ""), removeSet(KEY); }},
-    {"CRecursiveSemaphore",
-     CREATED + "; stat " + INIT + "ftok failed (errno=#) for file " + LIBRARY + UNGUARDED +
-         "; semget " + INIT + "unable to obtain semaphore-set - errno=#" + UNGUARDED + "; semop " +
-         INIT + "semop() failed - unable to initialize semaphore - errno=#" + UNGUARDED +
-         "; semctl " + CREATED + "; semop -1|3CSemaphore::lock() - semop failed, errno=#" +
-         "|3recursive-semaphore: unable to lock guarding semaphore~" + CREATED + "; open " +
-         CREATED + "; open -1" + UNOPENED + "; stat " + UNMAPPED + "; ftruncate " + UNSIZED +
-         "; fallocate " + UNSIZED + "~" + CREATED + "; mmap " + UNMAPPED + "; close " + CREATED +
-         "; semop " + CREATED + "|3CSemaphore::unlock() - semop() failed errno=#",
-     [] { return std::to_string(CRecursiveSemaphore("/lock").lock()); }, prepareNewLock},
 };
 
 // The pieces of a text between separators.
@@ -264,8 +215,6 @@ std::string outcomeOf(const Operation& operation, long n, int error) {
 std::string filledIn(std::string text, int error) {
     for (size_t at; (at = text.find('#')) != std::string::npos;)
         text.replace(at, 1, std::to_string(error));
-    for (size_t at; (at = text.find('$')) != std::string::npos;)
-        text.replace(at, 1, strerror(error));
     return text;
 }
 
@@ -296,26 +245,6 @@ TEST_F(SystemCalls, ThatFailGiveTheResultAndMessageOfTheOperation) {
         }
         EXPECT_EQ(expected, made);
     }
-}
-
-// Wherever the maker of a lock and its guard is killed, the next one makes both anew or finds them
-// ready.
-TEST_F(SystemCalls, ThatAreTheLastLeaveLocksThatCanBeHad) {
-    int end = -SIGKILL, deaths = 0;
-    for (; end == -SIGKILL; deaths += end == -SIGKILL) {
-        prepareNewLock();
-        end = Process([&] {
-                  system_calls::watch();
-                  system_calls::failAt(deaths + 1, 0);
-                  return CRecursiveSemaphore("/lock").trylock();
-              }).result();
-        CRecursiveSemaphore next("/lock");
-        // But for the one who has it and dies.
-        EXPECT_EQ(end == -SIGKILL ? 0 : EBUSY, next.trylock()) << deaths;
-        EXPECT_EQ(1, semctl(guard(LIBRARY), 0, GETVAL)) << deaths;
-    }
-    EXPECT_EQ(0, end);
-    EXPECT_EQ(13, deaths);
 }
 
 }  // namespace

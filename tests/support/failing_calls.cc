@@ -68,8 +68,6 @@ CALL("ftruncate", ftruncate, MINUS_ONE, int, (int fd, long size), (fd, size))
 CALL("ftruncate", ftruncate64, MINUS_ONE, int, (int fd, int64_t size), (fd, size))
 CALL("posix_fallocate", posix_fallocate, error, int, (int fd, long at, long n), (fd, at, n))
 CALL("posix_fallocate", posix_fallocate64, error, int, (int fd, int64_t at, int64_t n), (fd, at, n))
-CALL("pread", pread, MINUS_ONE, ssize_t, (int fd, void* to, size_t n, long at), (fd, to, n, at))
-CALL("pread", pread64, MINUS_ONE, ssize_t, (int fd, void* to, size_t n, int64_t at), (fd, to, n, at))
 #ifndef VELUTILS_SANITIZER_HEAP
 CALL("mmap", mmap, NO_MEMORY, void*, (void* where, size_t n, int protection, int flags, int fd, long at),
      (where, n, protection, flags, fd, at))
