@@ -5,11 +5,9 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
-#include <signal.h>
 #include <stdio.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -33,53 +31,43 @@ std::string bracketed(int pid) {
     return "[" + std::to_string(pid) + "]";
 }
 
-// A child that does nothing until it is ended.
-class Child {
+// A pipe that nothing is ever written into.
+const struct Pipe {
+    Pipe() { EXPECT_EQ(0, pipe2(ends, O_CLOEXEC)); }
+    int ends[2];
+} silence;
+
+// Runs cat(1) with the arguments, OWN_ID replaced by its id in brackets.
+int runCat(Strings arguments) {
+    std::vector<char*> argv;
+    for (std::string& argument : arguments) {
+        if (argument == OWN_ID) argument = bracketed(getpid());
+        argv.push_back(&argument[0]);
+    }
+    argv.push_back(nullptr);
+    return dup2(silence.ends[0], STDIN_FILENO) | execv("/bin/cat", argv.data());
+}
+
+// A child that does nothing until it is ended, once the kernel shows its arguments.
+class Child : public Process {
   public:
     // Goes by a name and one argument, "-".
     explicit Child(const char* name) : Child(Strings{name, "-"}) {}
-
-    // Runs cat(1) with the arguments, OWN_ID replaced by its id in brackets, and waits until the
-    // kernel shows them.
-    explicit Child(Strings arguments) {
-        int input[2];
-        EXPECT_EQ(0, pipe2(input, O_CLOEXEC));
-        pid = fork();
-        std::vector<char*> argv;
+    explicit Child(const Strings& arguments) : Process([&] { return runCat(arguments); }) {
         std::string shown;
-        for (std::string& argument : arguments) {
-            if (argument == OWN_ID) argument = bracketed(pid == 0 ? getpid() : pid);
-            argv.push_back(&argument[0]);
-            shown += argument + '\0';
-        }
-        argv.push_back(nullptr);
-        if (pid == 0) _exit(dup2(input[0], STDIN_FILENO) | execv("/bin/cat", argv.data()));
-        close(input[0]);
-        inputEnd = input[1];
-        const std::string file = "/proc/" + std::to_string(pid) + "/cmdline";
+        for (const std::string& argument : arguments)
+            shown += (argument == OWN_ID ? bracketed(pid()) : argument) + '\0';
+        const std::string file = "/proc/" + std::to_string(pid()) + "/cmdline";
         EXPECT_TRUE(soon([&] { return contentOf(file) == shown; }));
     }
-    ~Child() { reap(); }
 
     // Ends the process, which stays in /proc until it is reaped.
     void becomeZombie() {
         siginfo_t info;
-        kill(pid, SIGKILL);
-        EXPECT_EQ(0, waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOWAIT));
+        signal(SIGKILL);
+        EXPECT_EQ(0, waitid(P_PID, static_cast<id_t>(pid()), &info, WEXITED | WNOWAIT));
     }
-
-    void reap() {
-        if (inputEnd < 0) return;
-        kill(pid, SIGKILL);
-        waitpid(pid, nullptr, 0);
-        close(inputEnd);
-        inputEnd = -1;
-    }
-
-    pid_t pid;
-
-  private:
-    int inputEnd;
+    void reap() { result(SIGKILL); }
 };
 
 // Runs checks in a forked child with mounts of its own.
@@ -98,7 +86,7 @@ void inChild(Checks checks) {
 class ProcessTable : public testing::Test {
   protected:
     std::string nameOf(const Child& child) {
-        ProcessEntry* const entry = table.getProcessEntryByPid(child.pid);
+        ProcessEntry* const entry = table.getProcessEntryByPid(child.pid());
         return entry != nullptr ? entry->getName() : "(none)";
     }
 
@@ -162,8 +150,8 @@ TEST_F(ProcessTable, CountsEntriesNamedFromACommandLine) {
     Child running("running"), zombie("zombie"), posing(Strings{OWN_ID});
     zombie.becomeZombie();
     table.refresh(true);
-    EXPECT_EQ(bracketed(zombie.pid), nameOf(zombie));
-    EXPECT_EQ(bracketed(posing.pid), nameOf(posing));
+    EXPECT_EQ(bracketed(zombie.pid()), nameOf(zombie));
+    EXPECT_EQ(bracketed(posing.pid()), nameOf(posing));
     check();
     const int count = table.getNumberOfProcesses();
     for (Child* const ended : {&zombie, &posing, &running}) {
@@ -179,25 +167,25 @@ TEST_F(ProcessTable, KeepKeepsEntriesNamesAndOrder) {
     table.refresh(false);
     std::vector<int> expected = pids();
     EXPECT_TRUE(std::is_sorted(expected.begin(), expected.end())) << "the order of /proc";
-    ProcessEntry* const entries[] = {table.getProcessEntryByPid(second.pid),
-                                     table.getProcessEntryByPid(fourth.pid)};
+    ProcessEntry* const entries[] = {table.getProcessEntryByPid(second.pid()),
+                                     table.getProcessEntryByPid(fourth.pid())};
     first.reap();
     third.reap();
     last.reap();
     fourth.becomeZombie();
     expected.resize(expected.size() - 5);
     Child added("added");
-    for (const Child* child : {&second, &fourth, &added}) expected.push_back(child->pid);
+    for (const Child* child : {&second, &fourth, &added}) expected.push_back(child->pid());
     table.refresh(true);
     EXPECT_EQ(expected, pids());
-    EXPECT_EQ(entries[0], table.getProcessEntryByPid(second.pid));
-    EXPECT_EQ(entries[1], table.getProcessEntryByPid(fourth.pid));
+    EXPECT_EQ(entries[0], table.getProcessEntryByPid(second.pid()));
+    EXPECT_EQ(entries[1], table.getProcessEntryByPid(fourth.pid()));
     EXPECT_EQ("fourth -", nameOf(fourth)) << "names are not read again";
     check();
 
     // As when ids have wrapped: the list has another order than /proc.
     ProcessEntry* const own = table.getProcessEntryByPid(getpid());
-    ProcessEntry* const newest = table.getProcessEntryByPid(added.pid);
+    ProcessEntry* const newest = table.getProcessEntryByPid(added.pid());
     own->setNext(newest);
     newest->setNext(entries[1]);
     entries[1]->setNext(entries[0]);
@@ -219,10 +207,10 @@ TEST_F(ProcessTable, LookupsByName) {
     EXPECT_EQ(table.getNumberOfProcessesByName(nullptr), table.getNumberOfProcessesByName(""));
     ProcessEntry* const first = table.getNextProcessEntryByName(prefix, nullptr);
     ProcessEntry* const second = table.getNextProcessEntryByName(prefix, first);
-    EXPECT_TRUE(first != nullptr && first == table.getProcessEntryByPid(app.pid));
-    EXPECT_TRUE(second != nullptr && second == table.getProcessEntryByPid(apple.pid));
+    EXPECT_TRUE(first != nullptr && first == table.getProcessEntryByPid(app.pid()));
+    EXPECT_TRUE(second != nullptr && second == table.getProcessEntryByPid(apple.pid()));
     EXPECT_EQ(nullptr, table.getNextProcessEntryByName(prefix, second));
-    const ProcessEntry stranger(app.pid, prefix);
+    const ProcessEntry stranger(app.pid(), prefix);
     EXPECT_EQ(nullptr, table.getNextProcessEntryByName(nullptr, &stranger));
     EXPECT_EQ(nullptr, table.getProcessEntryByPid(-1));
 }

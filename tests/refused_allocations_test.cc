@@ -2,7 +2,7 @@
 //
 // Every operation that takes memory, with each of its allocations refused in turn: it ends with one
 // of the outcomes that its header promises, half done nowhere, and nothing is lost. Those of String
-// and the formatter are in the tables of text_test.cc.
+// and the formatter are in the tables of text_test.cc, those of refresh() in process_table_test.cc.
 
 #include <velutils++/configuration.h>
 #include <velutils++/digests.h>
@@ -71,21 +71,6 @@ const char* addTwice(Table& table, Key key) {
     void* oldest = nullptr;
     table.getValueFromKey(key, &oldest);
     return table.getNumberOfKeys() == 2 && oldest == &values[0] ? "both" : "half";
-}
-
-// The second refresh puts right what the first left.
-const char* refreshTwice(bool keep) {
-    ProcessControl table;
-    const char* outcome = "found";
-    try {
-        table.refresh(keep);
-        if (table.getNumberOfProcesses() == 0) outcome = "empty";
-    } catch (const std::bad_alloc&) {
-        outcome = "thrown";
-    }
-    table.refresh(true);
-    const bool whole = table.getNumberOfProcesses() == table.getNumberOfProcessesByName(nullptr);
-    return table.getProcessEntryByPid(getpid()) != nullptr && whole ? outcome : "lost";
 }
 
 struct Operation {
@@ -177,8 +162,6 @@ const Operation OPERATIONS[] = {
          const String local("127.0.0.1");
          return PingClient().sendSimplePing(local, local) == 0 ? "sent" : "refused";
      }},
-    {"refresh", "found", "empty thrown", [] { return refreshTwice(false); }},
-    {"refresh, keep", "found", "empty thrown", [] { return refreshTwice(true); }},
     {"ProcessEntry", "made", "thrown",
      [] {
          const ProcessEntry entry(1, "name");

@@ -21,6 +21,7 @@ class Process {
     ~Process() { result(SIGKILL); }
     Process(const Process&) = delete;
 
+    pid_t pid() const { return pid_; }
     void signal(int number) const { kill(pid_, number); }
 
     // Its exit status, or minus the signal that ended it.
