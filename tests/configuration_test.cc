@@ -216,16 +216,17 @@ TEST_F(DaemonClient, LimitsAreKeptWithoutACall) {
     EXPECT_EQ(4, calls);
 
     value = "default";
+    const std::string template255 = key255 + "%lu";
     EXPECT_FALSE(client.setValue("k", std::string(1024, 'v').c_str()));
     EXPECT_FALSE(client.setValue(key256.c_str(), "v"));
     EXPECT_FALSE(client.setValueAsInt(key256.c_str(), 1));
-    EXPECT_FALSE(client.setIndexedValue((key255 + "%lu").c_str(), 0, "v"));
-    EXPECT_FALSE(client.setIndexedValueAsInt((key255.substr(1) + "%lu").c_str(), 10, 1));
+    EXPECT_FALSE(client.setIndexedValue(template255.c_str(), 0, "v"));
+    EXPECT_FALSE(client.setIndexedValueAsInt(template255.c_str() + 1, 10, 1));
     EXPECT_EQ(String("default"), client.getValue(key256.c_str(), value));
     EXPECT_EQ(5, client.getValueAsInt(key256.c_str(), number));
-    EXPECT_EQ(String("default"), client.getIndexedValue((key255 + "%lu").c_str(), 0, value));
+    EXPECT_EQ(String("default"), client.getIndexedValue(template255.c_str(), 0, value));
     EXPECT_EQ(4, calls);
-    EXPECT_TRUE(client.setIndexedValueAsInt((key255.substr(1) + "%lu").c_str(), 1, 1));
+    EXPECT_TRUE(client.setIndexedValueAsInt(template255.c_str() + 1, 1, 1));
 }
 
 TEST_F(DaemonClient, RefusalsLeaveDefaults) {

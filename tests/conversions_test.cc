@@ -153,16 +153,11 @@ TEST(HexDump, LayoutAndSize) {
         EXPECT_STREQ(row.expected, out) << row.length << ' ' << row.lineLength;
     }
     // 13 characters a word: 660764196 is the last length that fits.
-    const int sizes[][3] = {{12, 8, 49},
-                            {1, 4, 14},
-                            {INT_MIN, 8, 2},
-                            {12, 0, 0},
-                            {0, INT_MIN, 0},
-                            {INT_MAX, 1, 0},
-                            {INT_MAX, 4, 0},
-                            {INT_MAX, INT_MAX, 0},
-                            {660764196, 4, 2147483638},
-                            {660764200, 4, 0}};
+    const int sizes[][3] = {{12, 8, 49},           {1, 4, 14},
+                            {INT_MIN, 8, 2},       {12, 0, 0},
+                            {0, INT_MIN, 0},       {INT_MAX, 1, 0},
+                            {INT_MAX, 4, 0},       {660764200, 4, 0},
+                            {INT_MAX, INT_MAX, 0}, {660764196, 4, 2147483638}};
     for (const auto& row : sizes)
         EXPECT_EQ(row[2], nbrOfChars_forDataChunk2String(row[0], row[1]))
             << row[0] << ' ' << row[1];
