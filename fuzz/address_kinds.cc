@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+//
+// The kinds of any address under every prefix, by ranges and division where the library tests bits.
+
+#include <velutils++/ip_address.h>
+
+#include "fuzz/input.h"
+
+namespace {
+
+const uint32_t ALL_ONES = 0xFFFFFFFF;
+
+uint32_t maskOf(uint32_t prefix) {
+    return prefix == 0 ? 0 : ALL_ONES << (32 - prefix);
+}
+
+// The kinds that hold, one word for each predicate.
+std::string kinds(const IpAddress& ip) {
+    static const struct {
+        const char* name;
+        bool (IpAddress::*predicate)() const;
+    } predicates[] = {
+        {"A ", &IpAddress::isV4ClassA},        {"B ", &IpAddress::isV4ClassB},
+        {"C ", &IpAddress::isV4ClassC},        {"D ", &IpAddress::isV4ClassD},
+        {"E ", &IpAddress::isV4ClassE},        {"ABC ", &IpAddress::isV4ClassABC},
+        {"loopback ", &IpAddress::isLoopback}, {"group ", &IpAddress::isLocalGroup},
+        {"host ", &IpAddress::isHostType},     {"default ", &IpAddress::isDefGwType},
+        {"net ", &IpAddress::isNetType},       {"interface ", &IpAddress::isIfaceType},
+        {"limited ", &IpAddress::isLimBcType}, {"directed ", &IpAddress::isDirBcType},
+        {"valid ", &IpAddress::isValidAddress}};
+    std::string names;
+    for (const auto& row : predicates)
+        if ((ip.*row.predicate)()) names += row.name;
+    return names;
+}
+
+std::string expectedKinds(uint64_t address, uint32_t prefix) {
+    const uint64_t end = uint64_t(1) << 32, size = end >> prefix, octet = address >> 24;
+    const uint64_t first = address / size * size;
+    const bool unicast = octet >= 1 && octet <= 223;
+    std::string role;
+    if (unicast && prefix == 32) role = "host ";
+    if (address == 0 && prefix == 0) role = "default net ";
+    if (address == end - 1) role = "limited ";
+    // All network bits set is the last network of its size.
+    if (unicast && prefix >= 2 && prefix <= 30 && first != 0 && first + size != end) {
+        const uint64_t host = address - first;
+        role = host == 0 ? "net " : host == size - 1 ? "directed " : "interface ";
+    }
+    std::string names = octet < 128   ? "A ABC "
+                        : octet < 192 ? "B ABC "
+                        : octet < 224 ? "C ABC "
+                        : octet < 240 ? "D "
+                                      : "E ";
+    if (octet == 127) names += "loopback ";
+    if (address >> 8 == 0xE00000) names += "group ";
+    return names + role + (role.empty() ? "" : "valid ");
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    Input input(data, std::min(size, size_t{20}));
+    while (!input.isEmpty()) {
+        const uint32_t a = input.number<uint32_t>();
+        const uint32_t other = a ^ (1u << input.below(32));
+        for (uint32_t prefix = 0; prefix <= 32; ++prefix) {
+            const uint32_t mask = maskOf(prefix);
+            const IpAddress net(a & mask, mask);
+            for (const uint32_t part : {0u, 1u, ALL_ONES - 1, ALL_ONES, a}) {
+                const uint32_t address = (a & mask) | (part & ~mask);
+                REQUIRE(kinds(IpAddress(address, mask)) == expectedKinds(address, prefix));
+                REQUIRE(net.contains(IpAddress(address, 0)));
+            }
+            const bool same = ((a ^ other) & mask) == 0;
+            REQUIRE(net.contains(IpAddress(other, 0)) == same);
+        }
+    }
+    return 0;
+}
