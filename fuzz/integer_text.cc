@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// Integers and text: every number comes back from its texts; any text is valid exactly when it is
-// what the C library writes for the number read.
+// Integers and text: every number has the C library's text and comes back from it; any text is
+// valid exactly when it is what the C library writes for the number read.
 
 #include <velutils++/conversions.h>
 
 #include <errno.h>
 
+#include <bitset>
 #include <limits>
 #include <vector>
 
@@ -14,14 +15,30 @@
 
 namespace {
 
+std::string inBase(uint32_t value, int base) {
+    char text[40];
+    if (base == 2) {
+        const std::string bits = std::bitset<32>(value).to_string() + "b";
+        return bits.substr(value == 0 ? 31 : bits.find('1'));
+    }
+    snprintf(text, sizeof text, base == 8 ? "%oo" : base == 10 ? "%u" : "%Xh", value);
+    return text;
+}
+
+// Into an area that has no byte to spare.
 template <class Value>
 void comesBack(Value value, char* (*write)(Value, char*, int), Value (*read)(const char*)) {
     for (const int base : {2, 8, 10, 16}) {
-        char area[34];
-        if (write(value, area, base) != nullptr)
-            REQUIRE(read(area) == value);
-        else
-            REQUIRE(base != 10 && value < 0);
+        char untouched[] = "#";
+        if (value < 0 && base != 10) {
+            REQUIRE(write(value, untouched, base) == nullptr && *untouched == '#');
+            continue;
+        }
+        const std::string expected =
+            value < 0 ? std::to_string(value) : inBase(static_cast<uint32_t>(value), base);
+        std::vector<char> area(expected.size() + 1);
+        REQUIRE(write(value, area.data(), base) == area.data() && expected == area.data());
+        REQUIRE(read(area.data()) == value);
     }
 }
 
