@@ -6,7 +6,7 @@
 // first NUL (strcmp, strncmp), and without case up to the first NUL (stricmp, strnicmp). Strings
 // that share a buffer are equal without a look at it.
 //
-// Tested by text_test.cc.
+// Tested by text_test.cc and the fuzz target string_search.
 
 #include <velutils++/text.h>
 

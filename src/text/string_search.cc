@@ -6,7 +6,7 @@
 // position after the other; at each, a text with case is compared up to its first NUL, without
 // case both are.
 //
-// Tested by text_test.cc.
+// Tested by text_test.cc and the fuzz target string_search.
 
 #include <velutils++/text.h>
 
