@@ -45,6 +45,22 @@ bool makeDirectories(const char* path, String& made) {
     }
 }
 
+// Appends a file's content in pieces of at most 99 bytes, each up to its first NUL. False when it
+// could not be read to its end, or not be held.
+bool appendContent(int fd, String& value) {
+    char piece[100];
+    for (;;) {
+        const ssize_t n = read(fd, piece, sizeof piece - 1);
+        if (n == 0) return true;
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            return false;
+        }
+        piece[n] = '\0';
+        if (!append(value, piece, strlen(piece))) return false;
+    }
+}
+
 }  // namespace
 
 StatusInterface::StatusInterface() : fifoEntries(nullptr) {}
@@ -89,17 +105,7 @@ bool StatusInterface::getStatus(const String& name, String& value) const {
     const int fd = open(file.buffer(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) return false;
 
-    bool whole = true;
-    char piece[100];
-    while (whole) {
-        const ssize_t n = read(fd, piece, sizeof piece - 1);
-        if (n == 0) break;
-        if (n < 0 && errno == EINTR) continue;
-        whole = n > 0;
-        if (!whole) break;
-        piece[n] = '\0';
-        whole = append(value, piece, strlen(piece));
-    }
+    const bool whole = appendContent(fd, value);
     close(fd);
     return whole;
 }
