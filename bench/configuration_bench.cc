@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Files of lines "link17.address = 10.0.0.17", in the house's memory file system.
+// Files of lines "link17.address = 10.0.0.17", in the sandbox's memory file system.
 
 #include "side_by_side.h"
 

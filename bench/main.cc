@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Each workload of the library beside what a user would pick instead. ./run-bench runs it in a
-// house of its own and makes tables of its results.
+// sandbox of its own and makes tables of its results.
 
 #include "side_by_side.h"
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The process table in the house's own /proc, with a given number of sleeping processes.
+// The process table in the sandbox's own /proc, with a given number of sleeping processes.
 
 #include "side_by_side.h"
 

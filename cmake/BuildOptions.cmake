@@ -36,6 +36,12 @@ target_compile_options(velutils_build_options INTERFACE
 target_link_options(velutils_build_options INTERFACE
   -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
 
+option(VELUTILS_COVERAGE "Count the lines and branches that run, for gcov" OFF)
+if(VELUTILS_COVERAGE)
+  target_compile_options(velutils_build_options INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(velutils_build_options INTERFACE --coverage)
+endif()
+
 option(VELUTILS_ANALYZE "Compile with GCC's static analyzer" OFF)
 if(VELUTILS_ANALYZE)
   # GCC 12 knows neither that new throws, nor destructors, nor results returned in place: what it

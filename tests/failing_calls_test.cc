@@ -65,8 +65,8 @@ IpInterfaceStatus interfaces;
 PingClient pinger;
 ProcessControl processes;
 
-// How many processes are named, and how many are valid, of the house's shell, this program and the
-// child.
+// How many processes are named, and how many are valid, of the sandbox's shell, this program and
+// the child.
 std::string listed(bool keep) {
     processes.refresh(keep);
     int valid = 0;

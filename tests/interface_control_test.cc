@@ -112,7 +112,7 @@ TEST_F(InterfaceControl, AddressAndMask) {
 }
 
 TEST_F(InterfaceControl, TransmitQueueLength) {
-    // The kernel reserves it for the real root: in the house of another user nobody may.
+    // The kernel reserves it for the real root: in the sandbox of another user nobody may.
     if (contentOf("/proc/self/uid_map").find("4294967295") == std::string::npos) {
         EXPECT_FALSE(control_.setTxQueueLen(NEAR, 5));
         return;

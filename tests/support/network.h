@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The house's network as tests set it up and look at it, beside the library under test.
+// The sandbox's network as tests set it up and look at it, beside the library under test.
 
 #ifndef VELUTILS_TESTS_NETWORK_H
 #define VELUTILS_TESTS_NETWORK_H

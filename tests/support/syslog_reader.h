@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The house's system log: while a reader lives it is /dev/log, and what the process and its
+// The sandbox's system log: while a reader lives it is /dev/log, and what the process and its
 // children send to syslog(3) can be read back.
 
 #ifndef VELUTILS_TESTS_SYSLOG_READER_H
