@@ -64,6 +64,10 @@ function comment_text(line) {
     return line
 }
 
+# The definition of an inline member follows its class, where it is declared and documented.
+in_definition { in_definition = !/^}/; next }
+/^inline .*::/ { block = kept = ""; end_group(); in_definition = 1; next }
+
 # A comment directly above an include is about that, and not for users.
 /^#include/ { if (file_done) block = ""; end_block(); print; next }
 

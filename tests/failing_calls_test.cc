@@ -10,6 +10,7 @@
 #include <velutils++/interface_control.h>
 #include <velutils++/process_table.h>
 #include <velutils++/status.h>
+#include <velutils++/status_publisher.h>
 
 #include <gtest/gtest.h>
 
@@ -61,6 +62,7 @@ class Observer : public StatusFifoObserver {
     void handleFifoData(struct bufferevent*, char*, size_t) override {}
 } observer;
 StatusInterface tree;
+StatusPublisher kept, lost;
 IpInterfaceStatus interfaces;
 PingClient pinger;
 ProcessControl processes;
@@ -74,6 +76,15 @@ std::string listed(bool keep) {
     while ((entry = processes.getNextProcessEntryByName(nullptr, entry)) != nullptr)
         valid += entry->isValid();
     return std::to_string(processes.getNumberOfProcesses()) + " of " + std::to_string(valid);
+}
+
+// What publishing gives, what the file then holds, and the number of files there.
+std::string published(StatusPublisher& publisher, const std::string& directory, const char* value) {
+    const bool done = publisher.publish("/value", value);
+    system_calls::ignore();
+    const std::filesystem::directory_iterator files(directory);
+    return std::to_string(done) + " " + contentOf(directory + "/value") + " " +
+           std::to_string(std::distance(begin(files), end(files)));
 }
 
 // `calls` begins with what the operation gives when nothing fails. Then come its calls, each with
@@ -105,6 +116,21 @@ const Operation OPERATIONS[] = {
          return std::to_string(read) + " " + value.buffer();
      },
      [] { tree.setStatus("/value", "up"); }},
+    {"publish to be kept",
+     "1 new 1; stat 0 old 1; open 0 old 1; open 1 new 1; stat 1 new 1; read 1 new 1; open 0 old 1; "
+     "open 0 old 1; lock 0 old 1; stat 0 old 1; write 0 old 1~1 new 1; sync 0 old 1~1 new 1; "
+     "fcntl 0 old 1; close 0 old 1; stat 0 old 1; rename 0 old 1; close 1 new 1; close 1 new 1; "
+     "sync 0 new 1~1 new 1; close 1 new 1; close 1 new 1",
+     [] { return published(kept, "/nvstatus/a", "new"); }, [] { kept.publish("/value", "old"); }},
+    {"publish what is kept",
+     "1 old 1; stat 0 old 1; open 0 old 1; open 1 old 1; stat 1 old 1; read 1 old 1; "
+     "sync 0 old 1~1 old 1; sync 0 old 1~1 old 1; close 1 old 1; close 1 old 1",
+     [] { return published(kept, "/nvstatus/a", "old"); }, [] { kept.publish("/value", "old"); }},
+    {"publish until the restart",
+     "1 new 1; stat 0 old 1; open 1 new 1; stat 1 new 1; read 1 new 1; open 0 old 1; open 0 old 1; "
+     "lock 0 old 1; stat 0 old 1; write 0 old 1~1 new 1; fcntl 0 old 1; close 0 old 1; "
+     "stat 0 old 1; rename 0 old 1; close 1 new 1; close 1 new 1; close 1 new 1",
+     [] { return published(lost, "/tmp/status/b", "new"); }, [] { lost.publish("/value", "old"); }},
     {"setLink", "1; unlink 0; symlink 0", RESULT(tree.setLink("/link", "new")),
      [] { tree.setLink("/link", "old"); }},
     {"setupIpcRxFifo, deleteIpcRxFifo",
@@ -253,5 +279,7 @@ int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     event_init();
     tree.setup(STATUS_BASE_TMP, "/a");
+    kept.setup(STATUS_BASE_NV, "/a");
+    lost.setup(STATUS_BASE_TMP, "/b");
     return RUN_ALL_TESTS();
 }

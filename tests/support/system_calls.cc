@@ -58,7 +58,8 @@ const Watched WATCHED[] = {
     {SYS_setsockopt, "option"},   {SYS_sendto, "send"},         {SYS_recvfrom, "receive"},
     {SYS_recvmsg, "receive"},     {SYS_ioctl, "ioctl"},         {SYS_fcntl, "fcntl"},
     {SYS_semget, "semget"},       {SYS_semop, "semop"},         {SYS_semtimedop, "semop"},
-    {SYS_semctl, "semctl"},       {SYS_epoll_ctl, "epoll"},
+    {SYS_semctl, "semctl"},       {SYS_epoll_ctl, "epoll"},     {SYS_flock, "lock"},
+    {SYS_fsync, "sync"},          {SYS_renameat, "rename"},
 };
 const size_t WATCHED_COUNT = sizeof WATCHED / sizeof *WATCHED;
 

@@ -1,0 +1,239 @@
+// SPDX-License-Identifier: MIT
+//
+// failing_calls_test.cc lets each system call of publish() fail, and shows which files are synced.
+
+#include <velutils++/status_publisher.h>
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+
+#include <deque>
+#include <filesystem>
+
+#include "tests/support/allocations.h"
+#include "tests/support/files.h"
+#include "tests/support/processes.h"
+
+namespace {
+
+// An emulated or watched processor does the same with fewer repetitions.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(__arm__)
+const int PUBLICATIONS = 10000, KILLS = 40;
+#else
+const int PUBLICATIONS = 200000, KILLS = 200;
+#endif
+const std::string WAN = "/tmp/status/wan";
+
+// One letter, and its own number of times: a mixture of two values is no value.
+std::string valueOf(int i) {
+    return std::string(static_cast<size_t>(1 + i % 26 * 241), static_cast<char>('a' + i % 26));
+}
+
+bool isWhole(const std::string& value) {
+    return !value.empty() && value == valueOf(value[0] - 'a');
+}
+
+bool publish(StatusPublisher& publisher, const char* name, const std::string& value) {
+    return publisher.publish(name, String().concat(value.data(), static_cast<long>(value.size())));
+}
+
+struct stat statusOf(const std::string& path) {
+    struct stat status = {};
+    EXPECT_EQ(0, lstat(path.c_str(), &status)) << path;
+    return status;
+}
+
+// A publisher on /tmp/status/wan, with nothing of earlier tests in the tree.
+class Publisher : public testing::Test {
+  protected:
+    Publisher() {
+        EXPECT_EQ(0, system("rm -rf /tmp/status /nvstatus/*"));
+        umask(022);
+        EXPECT_TRUE(wan_.setup(STATUS_BASE_TMP, "/wan"));
+    }
+    ~Publisher() override {
+        EXPECT_EQ("", temporaries());
+        EXPECT_EQ(descriptors_, openDescriptors());
+    }
+
+    static std::string temporaries() {
+        std::string names;
+        for (const auto& entry : std::filesystem::directory_iterator(WAN)) {
+            const std::string name = entry.path().filename();
+            if (name.rfind(StatusPublisher::TEMPORARY_PREFIX(), 0) == 0) names += name + " ";
+        }
+        return names;
+    }
+
+    const int descriptors_ = openDescriptors();
+    StatusPublisher wan_;
+};
+
+// Loops of children end when they see a fault.
+TEST_F(Publisher, ReadersSeeWholeValuesOnly) {
+    ASSERT_TRUE(publish(wan_, "/v", valueOf(0)));
+    const auto write = [&](int first) {
+        alarm(240);
+        for (int i = 0; i < PUBLICATIONS / 2; ++i)
+            if (!publish(wan_, "/v", valueOf(first + i))) return 1;
+        return 0;
+    };
+    const auto read = [] {
+        alarm(240);
+        setpriority(PRIO_PROCESS, 0, 19);
+        while (isWhole(contentOf(WAN + "/v"))) {
+        }
+        return 1;
+    };
+    std::deque<Process> readers;
+    for (int i = 0; i < 8; ++i) readers.emplace_back(read);
+    Process one([&] { return write(0); }), other([&] { return write(13); });
+    EXPECT_EQ(0, one.result());
+    EXPECT_EQ(0, other.result());
+    for (Process& reader : readers) EXPECT_EQ(-SIGKILL, reader.result(SIGKILL));
+}
+
+// While another one goes on in the same directory.
+TEST_F(Publisher, AKilledPublisherLeavesAWholeValueAndTheNextSetupCleansUp) {
+    ASSERT_TRUE(publish(wan_, "/v", valueOf(0)));
+    const auto publishes = [&](const char* name) {
+        for (int i = 0; publish(wan_, name, valueOf(i)); ++i) {
+        }
+        return 1;
+    };
+    Process living([&] { return publishes("/living"); });
+    for (int i = 0; i < KILLS; ++i) {
+        Process victim([&] { return publishes("/v"); });
+        usleep(static_cast<useconds_t>(rand() % 3000));
+        EXPECT_EQ(-SIGKILL, victim.result(SIGKILL));
+        EXPECT_TRUE(isWhole(contentOf(WAN + "/v")));
+        EXPECT_TRUE(StatusPublisher().setup(STATUS_BASE_TMP, "/wan"));
+    }
+    EXPECT_EQ(-SIGKILL, living.result(SIGKILL));
+    EXPECT_TRUE(wan_.setup(STATUS_BASE_TMP, "/wan"));
+}
+
+TEST_F(Publisher, SetupRemovesDeadTemporariesOnly) {
+    const std::string planted = WAN + "/" + StatusPublisher::TEMPORARY_PREFIX();
+    for (const char* name : {"dead", "locked"}) writeFile(planted + name, "x");
+    EXPECT_EQ(0, symlink("v", (planted + "link").c_str()));
+    EXPECT_EQ(0, mkfifo((planted + "pipe").c_str(), 0600));
+    writeFile(WAN + "/v", "x");
+    const int held = open((planted + "locked").c_str(), O_RDONLY);
+    EXPECT_EQ(0, flock(held, LOCK_EX));
+    writeFile(planted + "foreign", "x");
+    // Only the host's root can give it to another user.
+    const bool foreign = chown((planted + "foreign").c_str(), 4711, 0) == 0;
+
+    EXPECT_TRUE(wan_.setup(STATUS_BASE_TMP, "/wan"));
+    EXPECT_FALSE(exists(planted + "dead"));
+    EXPECT_EQ(foreign, unlink((planted + "foreign").c_str()) == 0);
+    for (const char* name : {"locked", "link", "pipe"})
+        EXPECT_EQ(0, unlink((planted + name).c_str())) << name;
+    EXPECT_EQ("x", contentOf(WAN + "/v"));
+    close(held);
+}
+
+TEST_F(Publisher, TheFileHoldsExactlyTheValue) {
+    umask(027);
+    for (const std::string& value :
+         {std::string("up"), std::string(), std::string("a\0b\n", 4), valueOf(25)}) {
+        EXPECT_TRUE(publish(wan_, "/v", value));
+        EXPECT_EQ(value, contentOf(WAN + "/v"));
+    }
+    EXPECT_EQ(static_cast<mode_t>(S_IFREG | 0640), statusOf(WAN + "/v").st_mode);
+    EXPECT_TRUE(publish(wan_, "joined", "as by setStatus"));
+    EXPECT_EQ("as by setStatus", contentOf(WAN + "joined"));
+    EXPECT_TRUE(wan_.setup(STATUS_BASE_NV, "/wan"));
+    EXPECT_TRUE(publish(wan_, "/v", "kept"));
+    EXPECT_EQ("kept", contentOf("/nvstatus/wan/v"));
+}
+
+TEST_F(Publisher, AValueThatIsThereIsNotWrittenAgain) {
+    for (const char* value : {"", "up"}) {
+        ASSERT_TRUE(publish(wan_, "/v", value));
+        const struct timespec past[2] = {{1000, 0}, {1000, 0}};
+        ASSERT_EQ(0, utimensat(AT_FDCWD, (WAN + "/v").c_str(), past, 0));
+        const struct stat before = statusOf(WAN + "/v");
+        EXPECT_TRUE(publish(wan_, "/v", value));
+        const struct stat after = statusOf(WAN + "/v");
+        EXPECT_EQ(before.st_ino, after.st_ino);
+        EXPECT_EQ(1000, after.st_mtime);
+        EXPECT_EQ(1000, after.st_atime);
+    }
+    for (const char* other : {"uq", "u", "up ", ""}) {
+        EXPECT_TRUE(publish(wan_, "/v", other));
+        EXPECT_EQ(other, contentOf(WAN + "/v"));
+    }
+}
+
+TEST_F(Publisher, LinksAreReplacedAndOtherKindsRefused) {
+    writeFile("/tmp/victim", "up");
+    EXPECT_EQ(0, symlink("/tmp/victim", (WAN + "/link").c_str()));
+    for (const char* value : {"up", "down"}) EXPECT_TRUE(publish(wan_, "/link", value));
+    EXPECT_EQ("up", contentOf("/tmp/victim"));
+    EXPECT_TRUE(S_ISREG(statusOf(WAN + "/link").st_mode));
+
+    EXPECT_EQ(0, mkdir((WAN + "/directory").c_str(), 0755));
+    EXPECT_EQ(0, mkfifo((WAN + "/fifo").c_str(), 0644));
+    EXPECT_EQ(0, mknod((WAN + "/socket").c_str(), S_IFSOCK | 0644, 0));
+    const char* const device = "/../../../dev/null";
+    for (const char* name : {"/directory", "/fifo", "/socket", device, "", "/"}) {
+        const mode_t before = statusOf(WAN + name).st_mode;
+        EXPECT_FALSE(publish(wan_, name, "x")) << name;
+        EXPECT_EQ(EEXIST, errno) << name;
+        EXPECT_EQ(before, statusOf(WAN + name).st_mode) << name;
+    }
+}
+
+TEST_F(Publisher, FailuresLeaveTheOldValue) {
+    StatusPublisher other;
+    EXPECT_FALSE(publish(other, "/tmp/v", "no set-up"));
+    EXPECT_FALSE(other.setup(static_cast<BasePath>(3), "/wan"));
+    EXPECT_FALSE(publish(other, "/tmp/v", "no such base"));
+    EXPECT_FALSE(publish(wan_, "/.velutils-mine", "taken for a temporary file"));
+    EXPECT_FALSE(publish(wan_, "/no/such/directory", "x"));
+    EXPECT_FALSE(publish(wan_, ("/" + std::string(256, 'n')).c_str(), "x"));
+    ASSERT_TRUE(publish(wan_, "/v", "old"));
+    {
+        const DescriptorsExhausted exhausted;
+        EXPECT_FALSE(publish(wan_, "/v", "new"));
+    }
+    EXPECT_TRUE(other.setup(STATUS_BASE_NV, "/nv"));
+    const String name("/a name that needs memory"), value("new");
+    for (long n = 1;; ++n) {
+        const allocations::Refusal refusal(n);
+        const bool published = other.publish(name, value);
+        ASSERT_EQ(published, !refusal.happened()) << n;
+        if (published) break;
+        EXPECT_EQ(ENOMEM, errno) << n;
+        EXPECT_FALSE(exists("/nvstatus/nv" + std::string(name.buffer())));
+    }
+    EXPECT_EQ("old", contentOf(WAN + "/v"));
+    EXPECT_FALSE(wan_.setup(STATUS_BASE_TMP, "/wan/v/below-a-file"));
+    EXPECT_FALSE(publish(wan_, "", "no directory"));
+}
+
+TEST_F(Publisher, AFullDiskLeavesTheOldValue) {
+    ASSERT_EQ(0, mount("full", WAN.c_str(), "tmpfs", 0, "size=16k"));
+    EXPECT_TRUE(publish(wan_, "/v", "old"));
+    EXPECT_FALSE(publish(wan_, "/v", std::string(20000, 'n')));
+    EXPECT_EQ(ENOSPC, errno);
+    EXPECT_EQ("", temporaries());
+    EXPECT_EQ("old", contentOf(WAN + "/v"));
+    EXPECT_TRUE(publish(wan_, "/v", std::string(8000, 'f')));
+    EXPECT_EQ(0, mount("", WAN.c_str(), "", MS_REMOUNT | MS_RDONLY, ""));
+    EXPECT_FALSE(publish(wan_, "/v", "no permission"));
+    EXPECT_EQ(0, umount(WAN.c_str()));
+
+    EXPECT_EQ(0, mkdir((WAN + "/other").c_str(), 0755));
+    ASSERT_EQ(0, mount("other", (WAN + "/other").c_str(), "tmpfs", 0, ""));
+    EXPECT_FALSE(publish(wan_, "/other/v", "x"));
+    EXPECT_EQ(EXDEV, errno);
+    EXPECT_EQ(0, umount((WAN + "/other").c_str()));
+    EXPECT_TRUE(publish(wan_, "/other/v", "the same file system"));
+}
+
+}  // namespace
