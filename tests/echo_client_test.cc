@@ -10,10 +10,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/capability.h>
-#include <linux/if_packet.h>
-#include <net/ethernet.h>
-#include <net/if.h>
-#include <poll.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/socket.h>
@@ -27,8 +23,6 @@
 #include "tests/support/virtual_slot.h"
 
 namespace {
-
-typedef std::string Bytes;
 
 // What the library hands to sendto(2), which may tell of one byte less.
 Bytes lastPacket;
@@ -71,24 +65,6 @@ int ping(PingClient& client, const char* host = FAR_IP, const char* source = NEA
     return client.sendSimplePing(String(host), String(source));
 }
 
-Bytes number(unsigned value) {
-    return {static_cast<char>(value >> 8 & 0xFF), static_cast<char>(value & 0xFF)};
-}
-
-// RFC 1071, by arithmetic modulo 65535 on big-endian words.
-Bytes internetChecksum(Bytes data) {
-    if (data.size() % 2 != 0) data += '\0';
-    unsigned long sum = 0;
-    for (size_t i = 0; i < data.size(); i += 2)
-        sum += static_cast<unsigned char>(data[i]) * 256u + static_cast<unsigned char>(data[i + 1]);
-    return number(sum == 0 ? 0xFFFF : static_cast<unsigned>(65534 - (sum - 1) % 65535));
-}
-
-Bytes address(const char* dotted) {
-    const in_addr_t onWire = inet_addr(dotted);
-    return Bytes(reinterpret_cast<const char*>(&onWire), sizeof onWire);
-}
-
 // An ICMP message inside an IPv4 packet with `options` (NOPs) in its header.
 Bytes packet(char type, unsigned identifier, unsigned sequence, const char* from, const char* to,
              size_t options = 0) {
@@ -105,34 +81,10 @@ Bytes packet(char type, unsigned identifier, unsigned sequence, const char* from
 
 class EchoClient : public testing::Test {
   protected:
-    EchoClient() : descriptors_(openDescriptors()) {
-        EXPECT_EQ("", outputOf("ip link add near address 02:00:00:00:00:01 type veth "
-                               "peer name far address 02:00:00:00:00:02 && "
-                               "ip addr add 10.7.0.1/24 dev near && "
-                               "ip link set near up && ip link set far up && "
-                               "ip neigh add 10.7.0.2 lladdr 02:00:00:00:00:02 dev near"));
-        far_address_ = {AF_PACKET, htons(ETH_P_IP),   static_cast<int>(if_nametoindex("far")), 0, 0,
-                        ETH_ALEN,  {2, 0, 0, 0, 0, 1}};
-        EXPECT_EQ(
-            0, bind(far_, reinterpret_cast<struct sockaddr*>(&far_address_), sizeof far_address_));
-    }
     ~EchoClient() override {
         client_.cleanup();
-        close(far_);
-        outputOf("ip link del near");
-        EXPECT_EQ(descriptors_, openDescriptors());
         sendOneLess = false;
-    }
-
-    static bool arrives(int fd) {
-        struct pollfd readable = {fd, POLLIN, 0};
-        return poll(&readable, 1, 5000) == 1;
-    }
-
-    Bytes wire() {
-        char data[2048];
-        const ssize_t n = arrives(far_) ? recv(far_, data, sizeof data, MSG_DONTWAIT) : -1;
-        return n < 0 ? "nothing" : Bytes(data, static_cast<size_t>(n));
+        EXPECT_EQ(descriptors_, openDescriptors());
     }
 
     // A message with the last request's numbers, plus a difference.
@@ -141,18 +93,13 @@ class EchoClient : public testing::Test {
         const Bytes sent = packet(0, static_cast<unsigned>(fields.identifier + identifierStep),
                                   static_cast<unsigned>(fields.sequenceNumber + sequenceStep),
                                   FAR_IP, NEAR_IP, options);
-        EXPECT_EQ(static_cast<long>(sent.size()),
-                  syscall(SYS_sendto, far_, sent.data(), sent.size(), 0, &far_address_,
-                          sizeof far_address_));
+        wire_.send(sent);
         EXPECT_TRUE(arrives(fieldsOf(client_).socketFd));
     }
 
+    Wire wire_;
+    const int descriptors_ = openDescriptors();
     PingClient client_;
-
-  private:
-    const int descriptors_;
-    const int far_ = socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, htons(ETH_P_IP));
-    struct sockaddr_ll far_address_ = {};
 };
 
 TEST_F(EchoClient, StartsFromTwoRandomNumbers) {
@@ -176,7 +123,7 @@ TEST_F(EchoClient, SendsTwentyEightExactBytes) {
         EXPECT_EQ(0, lastDestination.sin_port);
         EXPECT_EQ(inet_addr(FAR_IP), lastDestination.sin_addr.s_addr);
         // The kernel replaces the identification, and with it the header checksum.
-        Bytes onWire = wire();
+        Bytes onWire = wire_.receive();
         onWire.replace(4, 2, 2, '\0').replace(10, 2, expected, 10, 2);
         EXPECT_EQ(expected, onWire);
     }

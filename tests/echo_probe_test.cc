@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: MIT
+//
+// Probes with a raw socket and with an unprivileged one: on a wire whose far end forges answers,
+// and with a real kernel as peer and router, in a network namespace of its own.
+
+#include <velutils++/echo_probe.h>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/capability.h>
+
+#include <optional>
+
+#include "tests/support/files.h"
+#include "tests/support/network.h"
+
+namespace {
+
+const char NEAR_IP[] = "10.7.0.1";
+const char FAR_IP[] = "10.7.0.2";
+const char OTHER_IP[] = "10.7.0.3";
+
+Bytes icmp(int type, int code, const Bytes& rest) {
+    const Bytes start = {static_cast<char>(type), static_cast<char>(code)};
+    return start + internetChecksum(start + rest) + rest;
+}
+
+Bytes ip(const char* from, const Bytes& message) {
+    Bytes header = Bytes{0x45, 0} + number(static_cast<unsigned>(20 + message.size())) +
+                   Bytes{0, 0, 0, 0, 64, 1, 0, 0} + address(from) + address(NEAR_IP);
+    return header.replace(10, 2, internetChecksum(header)) + message;
+}
+
+// The forged answers to a request. Its message begins with the 4 bytes that icmp() makes.
+Bytes reply(const Bytes& request) {
+    return ip(FAR_IP, icmp(0, 0, request.substr(24)));
+}
+
+Bytes error(int type, int code, const Bytes& quote) {
+    return ip(OTHER_IP, icmp(type, code, Bytes(4, '\0') + quote));
+}
+
+Bytes with(Bytes bytes, size_t at, int difference) {
+    bytes[at] = static_cast<char>(bytes[at] + difference);
+    return bytes;
+}
+
+struct Forgery {
+    const char* name;
+    Bytes (*of)(const Bytes& request);
+};
+
+const Forgery NO_REPLIES[] = {
+    {"a request", [](const Bytes& r) { return ip(FAR_IP, icmp(8, 0, r.substr(24))); }},
+    {"another type", [](const Bytes& r) { return ip(FAR_IP, icmp(14, 0, r.substr(24))); }},
+    {"another code", [](const Bytes& r) { return ip(FAR_IP, icmp(0, 1, r.substr(24))); }},
+    {"wrong checksum", [](const Bytes& r) { return with(reply(r), 22, 1); }},
+    {"another sender", [](const Bytes& r) { return ip(OTHER_IP, icmp(0, 0, r.substr(24))); }},
+    {"another program's", [](const Bytes& r) { return reply(with(r, 25, 1)); }},
+    {"an earlier request's", [](const Bytes& r) { return reply(with(r, 27, -1)); }},
+    {"another payload", [](const Bytes& r) { return reply(with(r, 43, 1)); }},
+    {"cut short", [](const Bytes& r) { return reply(r.substr(0, 43)); }},
+    {"header only", [](const Bytes& r) { return reply(r.substr(0, 28)); }},
+    {"too long", [](const Bytes& r) { return reply(r + '\0'); }},
+    {"not an echo message", [](const Bytes&) { return ip(FAR_IP, Bytes(4, '\0')); }},
+};
+
+const Forgery NO_ERRORS[] = {
+    {"redirect", [](const Bytes& r) { return error(5, 1, r); }},
+    {"reassembly", [](const Bytes& r) { return error(11, 1, r); }},
+    {"wrong checksum", [](const Bytes& r) { return with(error(3, 1, r), 22, 1); }},
+    {"another destination", [](const Bytes& r) { return error(3, 1, with(r, 19, 1)); }},
+    {"another protocol", [](const Bytes& r) { return error(3, 1, with(r, 9, 16)); }},
+    {"a quoted reply", [](const Bytes& r) { return error(3, 1, with(r, 20, -8)); }},
+    {"another program's", [](const Bytes& r) { return error(3, 1, with(r, 25, 1)); }},
+    {"an earlier request's", [](const Bytes& r) { return error(3, 1, with(r, 27, -1)); }},
+    {"quote cut short", [](const Bytes& r) { return error(3, 1, r.substr(0, 27)); }},
+    {"quoted header too long", [](const Bytes& r) { return error(3, 1, with(r, 0, 10)); }},
+};
+
+const Forgery ERRORS[] = {
+    {"network", [](const Bytes& r) { return error(3, 0, r); }},
+    {"prohibited, short quote", [](const Bytes& r) { return error(3, 13, r.substr(0, 28)); }},
+    {"precedence", [](const Bytes& r) { return error(3, 15, r); }},
+    {"time to live", [](const Bytes& r) { return error(11, 0, r); }},
+    {"options",
+     [](const Bytes& r) { return error(3, 1, with(Bytes(r).insert(20, 40, '\1'), 0, 10)); }},
+};
+
+class EchoProbes : public testing::TestWithParam<bool> {
+  protected:
+    EchoProbes() { allowUnprivileged("0 0"); }
+    ~EchoProbes() override {
+        probe_.close();
+        EXPECT_EQ(descriptors_, openDescriptors());
+    }
+
+    static void allowUnprivileged(const char* groups) {
+        writeFile("/proc/sys/net/ipv4/ping_group_range", groups);
+    }
+
+    bool send(const char* target = FAR_IP, const char* source = "") {
+        std::optional<WithoutCapability> lacking;
+        if (!GetParam()) lacking.emplace(CAP_NET_RAW);
+        return probe_.send(IpAddress(String(target)), IpAddress(String(source)));
+    }
+
+    EchoProbe::Answer answer() {
+        for (;;) {
+            const EchoProbe::Answer answer = probe_.poll();
+            if (answer != EchoProbe::NOTHING_YET || !arrives(probe_.descriptor())) return answer;
+        }
+    }
+
+    // The request on the wire. The host also answers requests that are forged.
+    Bytes request() {
+        for (;;) {
+            const Bytes packet = wire_.receive();
+            if (packet.size() < 21 || packet[20] == 8) return packet;
+        }
+    }
+
+    // What comes of a request that the far end answers twice.
+    EchoProbe::Answer answerTo(const Forgery& first, const Forgery& second) {
+        EXPECT_TRUE(send());
+        EXPECT_EQ(-1, probe_.roundTripMicroseconds());
+        const Bytes sent = request();
+        EXPECT_EQ(44u, sent.size());
+        wire_.send(first.of(sent));
+        wire_.send(second.of(sent));
+        const EchoProbe::Answer found = answer();
+        EXPECT_EQ(found == EchoProbe::REPLY, probe_.roundTripMicroseconds() >= 0);
+        return found;
+    }
+
+    Wire wire_;
+    const int descriptors_ = openDescriptors();
+    EchoProbe probe_;
+};
+
+TEST_P(EchoProbes, BelieveTheReplyOnly) {
+    for (const Forgery& forgery : NO_REPLIES)
+        EXPECT_EQ(EchoProbe::UNREACHABLE, answerTo(forgery, ERRORS[0])) << forgery.name;
+    for (const Forgery& forgery : NO_ERRORS)
+        EXPECT_EQ(EchoProbe::REPLY, answerTo(forgery, {"", reply})) << forgery.name;
+    for (const Forgery& forgery : ERRORS)
+        EXPECT_EQ(EchoProbe::UNREACHABLE, answerTo(forgery, {"", reply})) << forgery.name;
+    EXPECT_EQ(EchoProbe::NOTHING_YET, probe_.poll());  // the wait is over
+}
+
+TEST_P(EchoProbes, AFloodHoldsNoPoll) {
+    ASSERT_TRUE(send());
+    const Bytes sent = request();
+    for (int i = 0; i < 100; ++i) wire_.send(reply(with(sent, 43, 1)));
+    wire_.send(reply(sent));
+    EXPECT_TRUE(arrives(probe_.descriptor()));
+    EXPECT_EQ(EchoProbe::NOTHING_YET, probe_.poll());
+    EXPECT_EQ(EchoProbe::REPLY, answer());
+}
+
+TEST_P(EchoProbes, AskARealKernel) {
+    EXPECT_EQ("", outputOf("ip netns add peer && ip link add left type veth peer name right netns "
+                           "peer && ip addr add 10.8.0.1/24 dev left && ip link set left up && "
+                           "ip -n peer addr add 10.8.0.2/24 dev right && "
+                           "ip -n peer link set right up && ip -n peer link set lo up && "
+                           "ip route add 203.0.113.0/24 via 10.8.0.2 && "
+                           "ip -n peer route add 203.0.113.128/25 via 10.8.0.1 && "
+                           "nsenter --net=/run/netns/peer sh -c "
+                           "'echo 1 > /proc/sys/net/ipv4/ip_forward'"));
+    writeFile("/proc/sys/net/ipv4/ip_default_ttl", "1");
+    const struct {
+        const char *target, *source;
+        EchoProbe::Answer answer;
+    } rows[] = {
+        {"10.8.0.2", "", EchoProbe::REPLY},
+        {"10.8.0.2/24", "10.8.0.1/24", EchoProbe::REPLY},
+        {"10.8.0.2", "0.0.0.0", EchoProbe::REPLY},
+        {"127.0.0.1", "", EchoProbe::REPLY},  // which sees its own request first
+        {"10.8.0.1", "127.0.0.1", EchoProbe::REPLY},
+        {"203.0.113.1", "", EchoProbe::UNREACHABLE},    // the peer has no route
+        {"203.0.113.129", "", EchoProbe::UNREACHABLE},  // the peer may not pass it on
+    };
+    int descriptor = -1;
+    for (const auto& row : rows) {
+        ASSERT_TRUE(send(row.target, row.source)) << row.target;
+        EXPECT_EQ(row.answer, answer()) << row.target;
+        if (descriptor == -1) descriptor = probe_.descriptor();
+        EXPECT_EQ(descriptor, probe_.descriptor());
+    }
+    EXPECT_EQ(FD_CLOEXEC, fcntl(descriptor, F_GETFD));
+    outputOf("ip netns del peer");
+}
+
+TEST_P(EchoProbes, FailuresToSend) {
+    EXPECT_EQ(EchoProbe::FAILED, probe_.poll());
+    const struct {
+        const char *target, *source;
+    } rows[] = {{"", ""},
+                {"0.0.0.0", ""},
+                {"203.0.113.1", ""},  // no route
+                {"255.255.255.255", ""},
+                {FAR_IP, FAR_IP},  // not the host's
+                {FAR_IP, "224.0.0.1"}};
+    for (const bool before : {true, false}) {
+        for (const auto& row : rows) {
+            EXPECT_FALSE(send(row.target, row.source)) << row.target;
+            EXPECT_EQ(EchoProbe::FAILED, probe_.poll()) << row.target;
+            EXPECT_EQ(before, probe_.descriptor() == -1) << row.target;
+        }
+        EXPECT_TRUE(send());
+        EXPECT_EQ(EchoProbe::NOTHING_YET, probe_.poll());
+    }
+    probe_.close();
+    EXPECT_EQ(EchoProbe::FAILED, probe_.poll());
+    EXPECT_EQ(-1, probe_.descriptor());
+    allowUnprivileged("1 0");
+    EXPECT_EQ(GetParam(), send());
+    probe_.close();
+    const DescriptorsExhausted exhausted;
+    EXPECT_FALSE(send());
+}
+
+INSTANTIATE_TEST_SUITE_P(Sockets, EchoProbes, testing::Bool(), [](const auto& tested) {
+    return std::string(tested.param ? "raw" : "unprivileged");
+});
+
+}  // namespace
