@@ -22,6 +22,10 @@ std::shared_ptr<StatusInterface> statusTree() {
     return status;
 }
 
+String textOf(long n) {
+    return String(std::string(static_cast<size_t>(n), 'x').c_str());
+}
+
 void bareSet(const char* text, size_t n) {
     const int fd = open(FILE_PATH, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     benchmark::DoNotOptimize(write(fd, text, n));
@@ -50,10 +54,16 @@ void registerStatus() {
                }),
                {{"open, read, close", "1.05", repeat(bareGet)}});
     scaling("setStatus, chars", "linear", 100, [](long n) {
-        const std::string text(static_cast<size_t>(n), 'x');
-        return repeat(
-            [status = statusTree(), name = String("/long"), value = String(text.c_str())] {
-                benchmark::DoNotOptimize(status->setStatus(name, value));
-            });
+        return repeat([status = statusTree(), name = String("/long"), value = textOf(n)] {
+            benchmark::DoNotOptimize(status->setStatus(name, value));
+        });
+    });
+    scaling("getStatus, chars", "linear", 40000, [](long n) {
+        const auto status = statusTree();
+        const String name("/" + String::stringOf(n));
+        status->setStatus(name, textOf(n));
+        return repeat([status, name, out = String()]() mutable {
+            benchmark::DoNotOptimize(status->getStatus(name, out));
+        });
     });
 }

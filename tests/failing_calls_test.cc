@@ -105,11 +105,12 @@ const std::string NO_SETUP = ". Errno:#!|3Could not setup status interface for /
 const Operation OPERATIONS[] = {
     {"setup",
      "1" + NO_DIRECTORY + NO_SETUP + "!" + NO_DIRECTORY + "/status" + NO_SETUP + "/status!" +
-         NO_DIRECTORY + "/status/d" + NO_SETUP + "/status/d!",
+         NO_DIRECTORY + "/status/d" + NO_SETUP + "/status/d!; stat 1",
      RESULT(StatusInterface().setup(STATUS_BASE_TMP, "/d")),
      [] { std::filesystem::remove_all("/tmp/status/d"); }},
-    {"setStatus", "1; open 0; write 0; close 1", RESULT(tree.setStatus("/value", "up")), nothing},
-    {"getStatus", "1 up; open 0 ; read 0 ~1 up; read 0 up~1 up; close 1 up",
+    {"setStatus", "1; stat 1; open 0; stat 1; write 0; close 1",
+     RESULT(tree.setStatus("/value", "up")), nothing},
+    {"getStatus", "1 up; stat 0 ; open 0 ; stat 0 ; read 0 ~1 up; read 0 up~1 up; close 1 up",
      [] {
          String value("before");
          const bool read = tree.getStatus("/value", value);

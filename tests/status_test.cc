@@ -8,19 +8,40 @@
 #include <event.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <limits.h>
+#include <pthread.h>
+#include <signal.h>
 #include <string.h>
+#include <sys/inotify.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <functional>
 #include <set>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
 #include "tests/support/files.h"
+#include "tests/support/processes.h"
 #include "tests/support/syslog_reader.h"
+
+// What others do meanwhile: the library calls these in place of the C library's.
+static std::function<void()> afterMkfifo, beforeWrite;
+
+#define STANDS_BEFORE_LIBC extern "C" __attribute__((visibility("default")))
+STANDS_BEFORE_LIBC int mkfifo(const char* path, mode_t mode) noexcept {
+    const int result = mknod(path, S_IFIFO | mode, 0);
+    if (afterMkfifo) std::exchange(afterMkfifo, nullptr)();
+    return result;
+}
+STANDS_BEFORE_LIBC ssize_t write(int fd, const void* data, size_t n) {
+    if (beforeWrite) std::exchange(beforeWrite, nullptr)();
+    return syscall(SYS_write, fd, data, n);
+}
 
 namespace {
 
@@ -48,6 +69,10 @@ class StatusTree : public ::testing::Test {
         String value("before");
         EXPECT_TRUE(wan_.getStatus(name, value)) << name;
         return std::string(value.buffer(), static_cast<size_t>(value.length()));
+    }
+
+    static void shell(const std::string& commands) {
+        EXPECT_EQ(0, system(("cd /tmp/status/wan && " + commands).c_str())) << commands;
     }
 
     const int descriptors_;
@@ -85,22 +110,37 @@ TEST_F(StatusTree, SetupFailuresAreLogged) {
     EXPECT_TRUE(interface.setStatus("/tmp/alone", "x"));
     EXPECT_EQ("x", contentOf("/tmp/alone"));
 
-    writeFile("/tmp/status/file", "");
-    EXPECT_FALSE(interface.setup(STATUS_BASE_TMP, "/file/sub/deep"));
-    EXPECT_EQ(
-        std::vector<std::string>({"3Could not create directory /tmp/status/file/sub. Errno:" +
-                                      std::to_string(ENOTDIR) + "!",
-                                  "3Could not setup status interface for /tmp/status/file/sub!"}),
-        log.messages());
+    shell(
+        "touch file; ln -s . link; ln -s nowhere dangling; ln -s file/x through; ln -s loop loop");
+    // What cannot be looked at for another reason may be a directory.
+    for (const char* name : {"/wan/link", "/wan/loop"})
+        EXPECT_TRUE(interface.setup(STATUS_BASE_TMP, name)) << name;
+    const struct {
+        std::string name, refused;
+        int error;
+    } rows[] = {{"/wan/file", "", ENOTDIR},
+                {"/wan/through", "", ENOTDIR},
+                {"/wan/dangling", "", ENOENT},
+                {"/wan/file", "/sub", ENOTDIR}};
+    for (const auto& row : rows) {
+        const std::string path = TREE + row.name + row.refused;
+        EXPECT_FALSE(interface.setup(STATUS_BASE_TMP, (row.name + row.refused + "/").c_str()));
+        EXPECT_EQ(std::vector<std::string>({"3Could not create directory " + path +
+                                                ". Errno:" + std::to_string(row.error) + "!",
+                                            "3Could not setup status interface for " + path + "!"}),
+                  log.messages());
+    }
     // The directory that could not be made stays the one aimed at.
-    EXPECT_EQ(0, system("rm /tmp/status/file && mkdir -p /tmp/status/file/sub/deep"));
+    shell("rm file && mkdir -p file/sub");
     EXPECT_TRUE(interface.setStatus("/v", "1"));
-    EXPECT_EQ("1", contentOf("/tmp/status/file/sub/deep/v"));
+    EXPECT_EQ("1", contentOf("/tmp/status/wan/file/sub/v"));
 }
 
 TEST_F(StatusTree, ValuesAreTheFilesBytes) {
+    std::string longText;
+    for (int i = 0; longText.size() < 4 << 20; ++i) longText += std::to_string(i);
     for (const std::string& value :
-         {std::string("a\nb\n"), std::string(), std::string(99, 'y'), std::string(100000, 'z')}) {
+         {std::string("a\nb\n"), std::string(), std::string(99, 'y'), longText}) {
         EXPECT_TRUE(wan_.setStatus("/state", value.c_str()));
         EXPECT_EQ(value, contentOf(TREE + "/wan/state"));
         EXPECT_EQ(value, get("/state"));
@@ -121,6 +161,10 @@ TEST_F(StatusTree, ValuesAreTheFilesBytes) {
     EXPECT_TRUE(wan_.setStatus(same, same));
     EXPECT_TRUE(wan_.getStatus(same, same));
     EXPECT_EQ(String("/state"), same);
+
+    // The kernel's files claim to be empty.
+    EXPECT_TRUE(StatusInterface().getStatus("/proc/filesystems", same));
+    EXPECT_EQ(contentOf("/proc/filesystems"), same.buffer());
 }
 
 TEST_F(StatusTree, FilesThatCannotBeUsed) {
@@ -129,8 +173,6 @@ TEST_F(StatusTree, FilesThatCannotBeUsed) {
     EXPECT_EQ(String(), value);
     mkdir((TREE + "/wan/dir").c_str(), 0755);
     EXPECT_FALSE(wan_.setStatus("/dir", "x"));
-    EXPECT_FALSE(wan_.getStatus("/dir", value = "before"));  // opens, but cannot be read
-    EXPECT_EQ(String(), value);
     EXPECT_FALSE(wan_.setStatus("/no/such/dir", "x"));
     EXPECT_FALSE(wan_.setLink("/no/such/dir", "x"));
     EXPECT_FALSE(wan_.setStatus(std::string(5000, 'n').c_str(), "x"));
@@ -149,6 +191,94 @@ TEST_F(StatusTree, FilesThatCannotBeUsed) {
 
     const DescriptorsExhausted exhausted;
     EXPECT_FALSE(wan_.setStatus("/state", "x") || wan_.getStatus("/state", value));
+}
+
+TEST_F(StatusTree, WhatIsNoValueIsRefusedAtOnce) {
+    for (const char* planted : {"mkfifo v", "mkfifo f; ln -s f v", "ln -s /dev/zero v",
+                                "ln -s /dev/null v", "mkdir v", "truncate -s 2G v"}) {
+        shell(std::string("rm -rf v f; ") + planted);
+        String value("before");
+        EXPECT_FALSE(wan_.getStatus("/v", value)) << planted;
+        EXPECT_EQ(String(), value);
+    }
+    // Without opening it, which can act on a device.
+    shell("mkfifo unopened");
+    const int events = inotify_init1(IN_NONBLOCK);
+    EXPECT_LE(0, inotify_add_watch(events, (TREE + "/wan/unopened").c_str(), IN_OPEN));
+    String value;
+    EXPECT_FALSE(wan_.getStatus("/unopened", value));
+    char event[100];
+    EXPECT_EQ(-1, read(events, event, sizeof event));
+    close(events);
+}
+
+// A neighbour exchanges a file, or a device, and a FIFO all the time.
+TEST_F(StatusTree, NothingWaitsForAFifoThatTakesTheNameMeanwhile) {
+    for (const char* other : {"printf up > v", "ln -s /dev/null v"}) {
+        shell(std::string("rm -f v f; mkfifo f; ") + other);
+        const Process neighbour([] {
+            if (chdir("/tmp/status/wan") != 0) return 1;
+            for (;;) syscall(SYS_renameat2, AT_FDCWD, "v", AT_FDCWD, "f", RENAME_EXCHANGE);
+        });
+        Process daemon([&] {
+            for (int i = 0; i < 20000; ++i) {
+                String value;
+                wan_.setStatus("/v", "up");
+                if (wan_.getStatus("/v", value) && value != "up") return 1;
+            }
+            return 0;
+        });
+        EXPECT_EQ(0, daemon.result()) << other;
+    }
+}
+
+int openReader(const std::string& fifo) {
+    return open(fifo.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+}
+
+// All that waits in a FIFO of 64 KiB.
+std::string taken(int reader) {
+    std::string bytes(65536, '\0');
+    const ssize_t n = read(reader, &bytes[0], bytes.size());
+    return bytes.substr(0, n < 0 ? 0 : static_cast<size_t>(n));
+}
+
+TEST_F(StatusTree, AValueForAFifoArrivesWholeOrNotUpToPipeBuf) {
+    shell("mkfifo fifo");
+    EXPECT_FALSE(wan_.setStatus("/fifo", "nobody reads"));
+    const int reader = openReader(TREE + "/wan/fifo");
+    const std::string most(PIPE_BUF, 'p'), room(65536, 'r'), filling(65536 - PIPE_BUF + 1, 'f');
+    EXPECT_TRUE(wan_.setStatus("/fifo", most.c_str()));
+    EXPECT_EQ(most, taken(reader));
+    EXPECT_FALSE(wan_.setStatus("/fifo", (room + "more").c_str()));
+    EXPECT_EQ(room, taken(reader));
+
+    EXPECT_TRUE(wan_.setStatus("/fifo", filling.c_str()));
+    EXPECT_FALSE(wan_.setStatus("/fifo", most.c_str()));
+    EXPECT_EQ(filling, taken(reader));
+    close(reader);
+}
+
+TEST_F(StatusTree, AReaderThatLeavesCausesNoSignal) {
+    shell("mkfifo fifo");
+    sigset_t brokenPipe, mask, pending;
+    sigemptyset(&brokenPipe);
+    sigaddset(&brokenPipe, SIGPIPE);
+    for (const int own : {0, 1}) {
+        if (own) pthread_sigmask(SIG_BLOCK, &brokenPipe, nullptr);
+        if (own) raise(SIGPIPE);
+        const int reader = openReader(TREE + "/wan/fifo");
+        beforeWrite = [&] { close(reader); };
+        EXPECT_FALSE(wan_.setStatus("/fifo", "up"));
+        EXPECT_EQ(EPIPE, errno);
+        // The caller's mask and signal are as they were.
+        pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+        EXPECT_EQ(own, sigismember(&mask, SIGPIPE));
+        sigpending(&pending);
+        EXPECT_EQ(own, sigismember(&pending, SIGPIPE));
+    }
+    sigwaitinfo(&brokenPipe, nullptr);
+    pthread_sigmask(SIG_UNBLOCK, &brokenPipe, nullptr);
 }
 
 TEST_F(StatusTree, Links) {

@@ -128,7 +128,11 @@ class VELUTILS_API StatusFifoEntry {
 //
 // Values are written in place, so a reader can catch a file empty or half written. Files and links
 // outlive the object and the process; FIFO nodes go with their receivers. Without a successful
-// choice of a base directory, names are paths of their own.
+// choice of a base directory, names are paths of their own. Names are used as they are, ".."
+// included: they must never come from outside.
+//
+// Other users may write in the tree. No call waits for what it finds at a name, except that
+// setStatus opens and writes a device as open(2) and write(2) do.
 //
 // Failures: false or 0. Those of setup are also logged with syslog(3) at LOG_ERR, in the calling
 // program's log.
@@ -144,19 +148,24 @@ class VELUTILS_API StatusInterface {
     virtual ~StatusInterface();  // removes the receivers
 
     // Chooses the directory and makes it and whatever is missing above it, with mode 0777 less
-    // the umask. After a directory could not be made the choice stays; an unknown base changes
-    // nothing. Receivers stay where they are.
+    // the umask. A link to a directory counts as one; a plain file or a link that leads nowhere
+    // fails with ENOTDIR or ENOENT in the log. After a directory could not be made the choice
+    // stays; an unknown base changes nothing. Receivers stay where they are.
     bool setup(BasePath base, const String& name);
 
     // Removes all receivers and their FIFO nodes.
     void cleanup();
 
     // Replaces the file's content by exactly the value, with mode 0644 less the umask when it is
-    // new. False when it could not be opened or the value not be written whole.
+    // new. False when it could not be opened or the value not be written whole. Into a FIFO, up to
+    // PIPE_BUF bytes are written whole or not at all and a longer value may be cut; without a
+    // reader or room the result is false. There is no SIGPIPE.
     bool setStatus(const String& name, const String& value);
 
-    // Reads the file, also another daemon's. A NUL in it hides what follows up to the next
-    // multiple of 99 bytes. False, with what was read so far, when it could not be read to its end.
+    // Reads a regular file, also another daemon's; those in /proc are regular. Anything else is
+    // refused without opening it. A NUL hides what follows up to the next multiple of 99 bytes.
+    // False, with what was read so far, when the file could not be read to its end, out of memory,
+    // and for a file of more than 2147483647 bytes.
     bool getStatus(const String& name, String& value) const;
 
     // Removes what is at the name and, unless the target is empty, makes a symbolic link there.

@@ -3,16 +3,25 @@
 // A daemon's status directory with its value files and links. Its FIFO receivers are in
 // fifo_receiver.cc.
 //
+// Other users may have put anything at a name: a FIFO, whose opening waits for its other side, a
+// device, or a link to one. A look at the name decides how it is opened. Because something else may
+// have taken the name by then, the opening itself must not wait, and a look at the descriptor
+// decides what happens to it.
+//
 // Tested by status_test.cc.
 
 #include <velutils++/status.h>
 
 #include <errno.h>
 #include <fcntl.h>
+#include <signal.h>
+#include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
+
+#include <algorithm>
 
 namespace {
 
@@ -23,11 +32,17 @@ bool isBase(int value) {
     return value >= STATUS_BASE_TMP && value <= STATUS_BASE_PROC;
 }
 
-// Appends all of p; false when the heap refuses.
+// Appends all of p; false when out of memory.
 bool append(String& text, const char* p, size_t n) {
     const long wanted = text.length() + static_cast<long>(n);
     text.concat(p, static_cast<long>(n));
     return text.length() == wanted;
+}
+
+// Always false.
+bool refused(const String& directory, int error) {
+    syslog(LOG_ERR, "Could not create directory %s. Errno:%d!", directory.buffer(), error);
+    return false;
 }
 
 // Makes every directory of the path. `made` holds the path as far as it was walked.
@@ -35,30 +50,134 @@ bool makeDirectories(const char* path, String& made) {
     for (;;) {
         path += strspn(path, "/");
         const size_t n = strcspn(path, "/");
-        if (n == 0) return true;
+        if (n == 0) break;
         if (!append(made, "/", 1) || !append(made, path, n)) return false;
-        if (mkdir(made.buffer(), 0777) != 0 && errno != EEXIST) {
-            syslog(LOG_ERR, "Could not create directory %s. Errno:%d!", made.buffer(), errno);
-            return false;
-        }
+        if (mkdir(made.buffer(), 0777) != 0 && errno != EEXIST) return refused(made, errno);
         path += n;
     }
+    // A plain file and a link that leads nowhere exist for mkdir, too. A directory in which this
+    // user may not look can still be the right one.
+    struct stat status;
+    if (stat(made.buffer(), &status) == 0) return S_ISDIR(status.st_mode) || refused(made, ENOTDIR);
+    return (errno != ENOENT && errno != ENOTDIR) || refused(made, errno);
 }
 
-// Appends a file's content in pieces of at most 99 bytes, each up to its first NUL. False when it
-// could not be read to its end, or not be held.
-bool appendContent(int fd, String& value) {
-    char piece[100];
-    for (;;) {
-        const ssize_t n = read(fd, piece, sizeof piece - 1);
-        if (n == 0) return true;
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        piece[n] = '\0';
-        if (!append(value, piece, strlen(piece))) return false;
+// Opening a device can act on it and reading one may never end, so only a regular file is opened.
+int openToRead(const char* path, struct stat* status) {
+    if (stat(path, status) != 0 || !S_ISREG(status->st_mode)) return -1;
+    const int fd = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0 || (fstat(fd, status) == 0 && S_ISREG(status->st_mode))) return fd;
+    close(fd);
+    return -1;
+}
+
+// A text that is appended to in linear time: String itself grows by a fixed step.
+class GrowingText {
+  public:
+    explicit GrowingText(long room) : room_(room) {
+        if (room > 0) text_ = String("", room);
     }
+
+    // Without memory for the double, what is needed may still be had.
+    bool append(const char* p, size_t n) {
+        const long long length = text_.length() + static_cast<long long>(n);
+        if (length > room_) {
+            room_ = static_cast<long>(std::min<long long>(2 * length, INT32_MAX));
+            String larger(text_.buffer(), room_);
+            if (larger.length() == text_.length()) text_ = larger;
+        }
+        return ::append(text_, p, n);
+    }
+
+    // In a buffer of the usual size, if there is memory for one.
+    String text() const {
+        if (room_ == text_.length()) return text_;
+        const String fitted(text_.buffer());
+        return fitted.length() == text_.length() ? fitted : text_;
+    }
+
+  private:
+    String text_;
+    long room_;
+};
+
+// Files in /proc claim to be empty and a sparse file can claim anything: how much of the claim is
+// believed.
+const long MOST_ROOM = 64 * 1024;
+
+// Reads a file to its end in pieces of at most 99 bytes, each up to its first NUL. False, with what
+// was read so far, when that fails, or when the file has more bytes than a text may have: one that
+// grows as fast as it is read would keep the caller for ever.
+bool readContent(int fd, long long claimedSize, String& value) {
+    if (claimedSize > INT32_MAX) return false;
+    GrowingText content(static_cast<long>(std::min<long long>(claimedSize, MOST_ROOM)));
+    char piece[100];
+    long long left = INT32_MAX;
+    ssize_t n;
+    while ((n = read(fd, piece, sizeof piece - 1)) != 0) {
+        if (n < 0 && errno == EINTR) continue;
+        left -= n;
+        if (n < 0 || left < 0) break;
+        piece[n] = '\0';
+        if (!content.append(piece, strlen(piece))) break;
+    }
+    value = content.text();
+    return n == 0;
+}
+
+bool isDevice(const struct stat& status) {
+    return S_ISCHR(status.st_mode) || S_ISBLK(status.st_mode);
+}
+
+// Opens a device without O_NONBLOCK, because drivers behave differently with it. By its path, the
+// call would wait for a FIFO that has taken the device's place; by a descriptor of the node it
+// cannot.
+int openDeviceToWrite(const char* path) {
+    const int node = open(path, O_PATH | O_CLOEXEC);
+    if (node < 0) return -1;
+    int fd = -1;
+    struct stat status;
+    if (fstat(node, &status) == 0 && isDevice(status)) {
+        char samePath[32];
+        snprintf(samePath, sizeof samePath, "/proc/self/fd/%d", node);
+        fd = open(samePath, O_WRONLY | O_TRUNC | O_CLOEXEC);
+    }
+    close(node);
+    return fd;
+}
+
+// Opening a FIFO that nobody reads fails here. O_NONBLOCK changes nothing for files, directories
+// and sockets.
+int openToWrite(const char* path) {
+    struct stat status;
+    if (stat(path, &status) == 0 && isDevice(status)) return openDeviceToWrite(path);
+    return open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, 0644);
+}
+
+// write(2) into a FIFO without the SIGPIPE that comes when its last reader has left. A SIGPIPE that
+// waits already is the caller's and stays.
+ssize_t writeWithoutSignal(int fd, const char* p, size_t n) {
+    sigset_t brokenPipe, mask, pending;
+    sigemptyset(&brokenPipe);
+    sigaddset(&brokenPipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &brokenPipe, &mask);
+    sigpending(&pending);
+
+    const ssize_t written = write(fd, p, n);
+    const int error = errno;
+    const struct timespec now = {0, 0};
+    if (written < 0 && error == EPIPE && !sigismember(&pending, SIGPIPE))
+        while (sigtimedwait(&brokenPipe, nullptr, &now) < 0 && errno == EINTR) continue;
+
+    pthread_sigmask(SIG_SETMASK, &mask, nullptr);
+    errno = error;
+    return written;
+}
+
+// Where that cannot be found out, it may be one.
+bool isFifo(int fd) {
+    struct stat status;
+    return fstat(fd, &status) != 0 || S_ISFIFO(status.st_mode);
 }
 
 }  // namespace
@@ -90,9 +209,11 @@ bool StatusInterface::setup(BasePath base, const String& name) {
 bool StatusInterface::setStatus(const String& name, const String& value) {
     String file;
     if (!formPath(name, &file)) return false;
-    const int fd = open(file.buffer(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    const int fd = openToWrite(file.buffer());
     if (fd < 0) return false;
-    const ssize_t written = write(fd, value.buffer(), static_cast<size_t>(value.length()));
+    const size_t n = static_cast<size_t>(value.length());
+    const ssize_t written =
+        isFifo(fd) ? writeWithoutSignal(fd, value.buffer(), n) : write(fd, value.buffer(), n);
     close(fd);
     return written == value.length();
 }
@@ -102,10 +223,11 @@ bool StatusInterface::getStatus(const String& name, String& value) const {
     const bool formed = formPath(name, &file);
     value = String();
     if (!formed) return false;
-    const int fd = open(file.buffer(), O_RDONLY | O_CLOEXEC);
+    struct stat status;
+    const int fd = openToRead(file.buffer(), &status);
     if (fd < 0) return false;
 
-    const bool whole = appendContent(fd, value);
+    const bool whole = readContent(fd, status.st_size, value);
     close(fd);
     return whole;
 }
