@@ -406,12 +406,72 @@ TEST_F(StatusFifo, AnObserverMayRunTheLoopAndRemoveItself) {
     EXPECT_FALSE(exists(TREE + "/wan/first"));
 }
 
-TEST_F(StatusFifo, AFifoReplacedBehindTheBackIsHarmless) {
-    EXPECT_EQ(0, system("rm /tmp/status/wan/first; mkfifo /tmp/status/wan/first"));
-    runLoop();
-    EXPECT_EQ(0U, observer_.calls.size());
+TEST_F(StatusFifo, OnlyItsOwnNodeGoesWithAReceiver) {
+    const unsigned long second = wan_.setupIpcRxFifo("/first", &observer_);
     wan_.deleteIpcRxFifo(first_);
+    send(TREE + "/wan/first", "to the second");
+    runLoop();
+    EXPECT_EQ("to the second", observer_.all());
+
+    shell("rm first; mkfifo first");  // as another instance does when it starts
+    wan_.deleteIpcRxFifo(second);
+    EXPECT_TRUE(exists(TREE + "/wan/first"));
+}
+
+TEST_F(StatusFifo, OnlyTheNodeJustMadeIsUsed) {
+    for (const char* planted : {"rm new; touch new", "rm new; ln -s first new", "rm new"}) {
+        afterMkfifo = [&] { shell(planted); };
+        EXPECT_EQ(0UL, wan_.setupIpcRxFifo("/new", &observer_)) << planted;
+    }
+    bool haveStranger = false;
+    afterMkfifo = [&] { haveStranger = chown((TREE + "/wan/new").c_str(), 65534, 65534) == 0; };
+    const unsigned long strangers = wan_.setupIpcRxFifo("/new", &observer_);
+    if (!haveStranger) GTEST_SKIP() << "there is no second user in this house";
+    EXPECT_EQ(0UL, strangers);
+    EXPECT_TRUE(exists(TREE + "/wan/new"));
+}
+
+TEST_F(StatusFifo, AnExceptionOfAnObserverIsStoppedAndLogged) {
+    SyslogReader log;
+    observer_.then = [&](unsigned long receiver) {
+        if (observer_.calls.size() == 1) throw std::runtime_error("first");
+        if (observer_.calls.size() == 2) throw 2;
+        if (observer_.calls.size() == 4) wan_.deleteIpcRxFifo(receiver);
+        if (observer_.calls.size() == 4) throw std::runtime_error("removed");
+    };
+    send(TREE + "/wan/first", std::string(250, 'x'));
+    runLoop();
+    EXPECT_EQ(std::string(250, 'x'), observer_.all());
+    send(TREE + "/wan/first", std::string(150, 'y'));
+    runLoop();
+    EXPECT_EQ(std::string(250, 'x') + std::string(99, 'y'), observer_.all());
     EXPECT_FALSE(exists(TREE + "/wan/first"));
+    const std::string threw = "3A FIFO observer threw an exception: ";
+    EXPECT_EQ(std::vector<std::string>(
+                  {threw + "first!", threw + "not a std::exception!", threw + "removed!"}),
+              log.messages());
+}
+
+void* endsInItsObserver(void* receiver) {
+    Observer observer;
+    observer.then = [](unsigned long own) { pthread_exit(reinterpret_cast<void*>(own)); };
+    StatusInterface::STATUS_FIFO_READ_EVENT(static_cast<struct bufferevent*>(receiver),
+                                            static_cast<StatusFifoObserver*>(&observer));
+    return nullptr;
+}
+
+TEST_F(StatusFifo, TheEndOfAThreadIsNotStopped) {
+    void* result = nullptr;
+    observer_.then = [&](unsigned long receiver) {
+        pthread_t thread;
+        pthread_create(&thread, nullptr, endsInItsObserver, reinterpret_cast<void*>(receiver));
+        pthread_join(thread, &result);
+        observer_.then = nullptr;
+    };
+    send(TREE + "/wan/first", std::string(250, 'x'));
+    runLoop();
+    EXPECT_EQ(reinterpret_cast<void*>(first_), result);
+    EXPECT_EQ(std::string(151, 'x'), observer_.all());
 }
 
 TEST_F(StatusFifo, SetupFailures) {

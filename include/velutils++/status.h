@@ -109,6 +109,10 @@ class VELUTILS_API StatusFifoObserver {
     // The bytes are valid during the call only. `receiver` converted to unsigned long is the
     // identifier that setupIpcRxFifo gave. A FIFO is a byte stream: one write may arrive in
     // several calls and several writes in one.
+    //
+    // Must not throw: libevent's loop cannot be left that way. An exception is stopped and logged
+    // (LOG_ERR), and the receiver goes on with the bytes that follow. The end of a thread, by
+    // pthread_exit(3) or cancellation, is not stopped.
     virtual void handleFifoData(struct bufferevent* receiver, char* data, size_t length) = 0;
 };
 
@@ -139,7 +143,9 @@ class VELUTILS_API StatusFifoEntry {
 //
 // Threads and processes: an object belongs to one thread at a time, and one with receivers to the
 // thread that runs libevent's loop. Every call opens and closes its own file; any number of
-// objects and processes may work in the same directory.
+// objects and processes may work in the same directory. A forked child has a copy of the object:
+// it must leave with _exit(2), or start another program. With exit(3), the destructor of a static
+// object would remove the FIFOs of the parent.
 class VELUTILS_API StatusInterface {
   public:
     StatusInterface();
@@ -173,14 +179,15 @@ class VELUTILS_API StatusInterface {
 
     // Makes a FIFO (mode 0666 less the umask) in place of whatever is at the name, and a receiver
     // that hands its bytes to the observer. Needs libevent's default event base (event_init).
-    // Returns the receiver's identifier, or 0. The observer stays the caller's and must outlive
-    // the receiver.
-    // A read that fails, because libevent lacks memory for the bytes, ends the receiver's hearing
-    // for good: only another set-up in its place brings it back.
+    // Returns the receiver's identifier, or 0, also when somebody else replaced the new FIFO before
+    // it was opened. The observer stays the caller's and must outlive the receiver.
+    // After a failed read, when libevent is out of memory, the receiver stays silent: set it up
+    // anew.
     unsigned long setupIpcRxFifo(const String& name, StatusFifoObserver* observer);
 
-    // Removes the receiver and its FIFO node; an unknown identifier is ignored. May be called from
-    // handleFifoData, for the receiver being served as well: nothing more is delivered from it.
+    // Removes the receiver and its FIFO node, unless another node has taken its place; an unknown
+    // identifier is ignored. May be called from handleFifoData, for the receiver being served as
+    // well: nothing more is delivered from it.
     void deleteIpcRxFifo(unsigned long identifier);
 
     // The read callback of the receivers: hands all that waits in the buffered event's input to

@@ -6,20 +6,28 @@
 // buffered event all exist. The descriptor is open for writing too, so the FIFO never reports end
 // of file when its writers leave.
 //
-// An observer may remove the very receiver that serves it. The buffered event must then live until
-// STATUS_FIFO_READ_EVENT is done with it: a Service on that function's stack tells the removal,
-// and frees the buffered event in its stead.
+// The node at an entry's path may be somebody else's by the time it is removed: another receiver
+// was set up under its name, or another instance of the daemon has started. The open descriptor
+// says which node the entry made.
+//
+// An observer may remove the very receiver that serves it, and may throw. The buffered event must
+// live until STATUS_FIFO_READ_EVENT is done with it: a Service on that function's stack notes the
+// removal and then frees the buffered event. No exception reaches libevent, which would take its
+// loop for running ever after.
 //
 // Tested by status_test.cc.
 
 #include <velutils++/status.h>
 
+#include <cxxabi.h>
 #include <event.h>
 #include <fcntl.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <syslog.h>
 #include <unistd.h>
 
+#include <exception>
 #include <memory>
 
 namespace {
@@ -87,6 +95,33 @@ struct EntryRelease {
 };
 typedef std::unique_ptr<StatusFifoEntry, EntryRelease> Entry;
 
+// Whether the node at the path is the one that is open, which `opened` then describes.
+bool isNodeAt(const char* path, int fd, struct stat* opened) {
+    struct stat there;
+    return lstat(path, &there) == 0 && fstat(fd, opened) == 0 && there.st_dev == opened->st_dev &&
+           there.st_ino == opened->st_ino;
+}
+
+void logException(const char* what) {
+    syslog(LOG_ERR, "A FIFO observer threw an exception: %s!", what);
+}
+
+// The end of a thread travels as an exception, too, and must not be stopped. That exception has no
+// object, so the sanitizer must not look at the reference.
+__attribute__((no_sanitize("undefined"))) void deliver(StatusFifoObserver* observer,
+                                                       struct bufferevent* receiver, char* data,
+                                                       size_t n) {
+    try {
+        observer->handleFifoData(receiver, data, n);
+    } catch (abi::__forced_unwind&) {
+        throw;
+    } catch (const std::exception& exception) {
+        logException(exception.what());
+    } catch (...) {
+        logException("not a std::exception");
+    }
+}
+
 unsigned long identifierOf(const StatusFifoEntry& entry) {
     return reinterpret_cast<unsigned long>(entry.bufferEvent);
 }
@@ -104,8 +139,12 @@ unsigned long StatusInterface::setupIpcRxFifo(const String& name, StatusFifoObse
     const char* const node = entry->path.buffer();
     unlink(node);
     if (mkfifo(node, 0666) != 0) return 0;
-    entry->fd = open(node, O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    entry->fd = open(node, O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
     if (entry->fd < 0) return 0;
+    // Others may have put something of theirs there before the opening.
+    struct stat opened;
+    if (!isNodeAt(node, entry->fd, &opened)) return 0;
+    if (!S_ISFIFO(opened.st_mode) || opened.st_uid != geteuid()) return 0;
     entry->bufferEvent =
         bufferevent_new(entry->fd, STATUS_FIFO_READ_EVENT, nullptr, nullptr, observer);
     if (entry->bufferEvent == nullptr) return 0;
@@ -122,7 +161,9 @@ void StatusInterface::deleteIpcRxFifo(unsigned long identifier) {
     if (*link == nullptr) return;
     const Entry entry(*link);
     *link = entry->next;
-    unlink(entry->path.buffer());
+    const char* const node = entry->path.buffer();
+    struct stat opened;
+    if (isNodeAt(node, entry->fd, &opened)) unlink(node);
 }
 
 void StatusInterface::cleanup() {
@@ -136,6 +177,6 @@ void StatusInterface::STATUS_FIFO_READ_EVENT(struct bufferevent* receiver, void*
         const size_t n = bufferevent_read(receiver, data, sizeof data - 1);
         if (n == 0) return;
         data[n] = '\0';
-        static_cast<StatusFifoObserver*>(observer)->handleFifoData(receiver, data, n);
+        deliver(static_cast<StatusFifoObserver*>(observer), receiver, data, n);
     }
 }
