@@ -144,8 +144,15 @@ TEST_P(EchoProbes, BelieveTheReplyOnly) {
     for (const Forgery& forgery : NO_ERRORS)
         EXPECT_EQ(EchoProbe::REPLY, answerTo(forgery, {"", reply})) << forgery.name;
     for (const Forgery& forgery : ERRORS)
-        EXPECT_EQ(EchoProbe::UNREACHABLE, answerTo(forgery, {"", reply})) << forgery.name;
+        EXPECT_EQ(EchoProbe::UNREACHABLE, answerTo(forgery, NO_REPLIES[1])) << forgery.name;
     EXPECT_EQ(EchoProbe::NOTHING_YET, probe_.poll());  // the wait is over
+    // A reply counts more than an error, which is easier to forge.
+    EXPECT_EQ(EchoProbe::REPLY, answerTo({"", reply}, ERRORS[0]));
+    // An error that waits unread does not make the next request fail.
+    ASSERT_TRUE(send());
+    wire_.send(ERRORS[0].of(request()));
+    EXPECT_TRUE(arrives(probe_.descriptor()));
+    EXPECT_TRUE(send());
 }
 
 TEST_P(EchoProbes, AFloodHoldsNoPoll) {

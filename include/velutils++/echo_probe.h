@@ -82,7 +82,8 @@ class EchoProbe {
     //     NOTHING_YET  no answer so far, or the answer was already given
     //     REPLY        the reply to the last request; ends the wait
     //     UNREACHABLE  an ICMP error from any router that quotes the last request's destination,
-    //                  protocol, identifier and sequence number; ends the wait
+    //                  protocol, identifier and sequence number, and no reply with it; ends the
+    //                  wait
     //     FAILED       there is no request: before the first send(), after one that failed, and
     //                  after close()
     Answer poll();
@@ -192,15 +193,25 @@ inline bool EchoProbe::send(const IpAddress& target, const IpAddress& source) {
     return true;
 }
 
+// Errors of an unprivileged socket wait beside its replies, so which came first is not known: an
+// error counts only when no reply is found after it.
 inline EchoProbe::Answer EchoProbe::poll() {
+    bool unreachable = false;
     for (int i = 0; fd_ != -1 && i < PACKETS; ++i) {
         Answer answer = receive();
         if (answer == FAILED && !raw_) answer = receiveError();
         if (answer == FAILED) break;
-        if (answer == NOTHING_YET || state_ != WAITING) continue;
-        if (answer == REPLY) roundTrip_ = elapsed();
+        if (state_ != WAITING) continue;
+        if (answer == REPLY) {
+            roundTrip_ = elapsed();
+            state_ = ANSWERED;
+            return REPLY;
+        }
+        if (answer == UNREACHABLE) unreachable = true;
+    }
+    if (unreachable) {
         state_ = ANSWERED;
-        return answer;
+        return UNREACHABLE;
     }
     return state_ == NO_REQUEST ? FAILED : NOTHING_YET;
 }
