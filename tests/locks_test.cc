@@ -13,28 +13,36 @@
 #include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/sem.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 
 #include <atomic>
+#include <functional>
+#include <memory>
 
 #include "tests/support/failing_calls.h"
 #include "tests/support/files.h"
 #include "tests/support/processes.h"
 #include "tests/support/syslog_reader.h"
+#include "tests/support/wall_clock.h"
 
 namespace {
 
 using failing_calls::Failure;
+using failing_calls::Interception;
 typedef CRecursiveSemaphore Mutex;
 
 const std::string LIBRARY = "/usr/lib/libvelutils++.so.1.0.0";
 const char NAME[] = "/lock-of-the-tests";
 const char OBJECT[] = "/dev/shm/lock-of-the-tests";
+const uid_t STRANGER = 12345;
 const char CREATED[] = "7created recursive semaphore \"/lock-of-the-tests\"";
 
 // What parent and children both see.
 struct Shared {
     std::atomic<bool> go;
+    std::atomic<bool> inside;
     std::atomic<int> signals;
     volatile int counter;
 };
@@ -50,6 +58,11 @@ class LockTest : public testing::Test {
     }
     ~LockTest() override { removeSet(); }
     int set(int id = 1) const { return semget(ftok(file, id), 0, 0); }
+    int makeSet(int mode = 0600) const { return semget(ftok(file, 1), 1, IPC_CREAT | mode); }
+    static int change(int semId, short by) {
+        struct sembuf operation = {0, by, 0};
+        return semop(semId, &operation, 1);
+    }
     int removeSet(int id = 1) const { return semctl(set(id), 0, IPC_RMID); }
     int value() const { return semctl(set(), 0, GETVAL); }  // -1: no set
     bool isAwaited() const {
@@ -98,9 +111,10 @@ TEST_F(SemaphoreTest, ObjectsOfOneKeyShareOneSemaphore) {
     EXPECT_EQ(0600, status.sem_perm.mode & 0777);
     CSemaphore other(file, 1);
     EXPECT_EQ(0, lock.lock());
-    EXPECT_EQ(0, other.init() | lock.init());
+    EXPECT_EQ(0, other.init());
+    EXPECT_EQ(0, lock.init());
     EXPECT_EQ(0, value());  // they leave it
-    Process waiter([&] { return other.lock() | other.unlock(); });
+    Process waiter([&] { return other.lock() == 0 ? other.unlock() : 1; });
     EXPECT_TRUE(isAwaited());
     EXPECT_EQ(0, lock.unlock());
     EXPECT_EQ(0, waiter.result());
@@ -110,14 +124,18 @@ TEST_F(SemaphoreTest, ObjectsOfOneKeyShareOneSemaphore) {
 
 TEST_F(SemaphoreTest, TheKernelGivesBackWhatADeadHolderHeld) {
     EXPECT_EQ(0, lock.init());
-    Process holder([&] { return CSemaphore(lock).lock() | pause(); });  // destroyed, still held
+    Process holder([&] {
+        CSemaphore(lock).lock();  // destroyed, still held
+        return pause();
+    });
     EXPECT_TRUE(soon([&] { return value() == 0; }));
     EXPECT_EQ(-SIGKILL, holder.result(SIGKILL));
     EXPECT_EQ(1, value());
 }
 
 TEST_F(SemaphoreTest, ARemovedSetEndsTheWaitAndASignalDoesNot) {
-    EXPECT_EQ(0, lock.init() | lock.lock());
+    EXPECT_EQ(0, lock.init());
+    EXPECT_EQ(0, lock.lock());
     Process waiter([&] {
         signal(SIGUSR1, [](int) { ++shared->signals; });
         return lock.lock() == -1 && lock.unlock() == -1 ? 0 : 1;
@@ -141,10 +159,28 @@ TEST_F(SemaphoreTest, FailuresOfInit) {
     EXPECT_EQ(-1, lock.lock());
     expectLog({"3CSemaphore::init() - semop() failed - unable to initialize semaphore - errno=34",
                "3CSemaphore::lock() - invalid semId!"});
-    EXPECT_EQ(0, lock.init() | lock.lock());
+    EXPECT_EQ(0, lock.init());
+    EXPECT_EQ(0, lock.lock());
     Failure failure("semget", EACCES, 2);  // it exists, and is somebody else's
     EXPECT_EQ(-1, lock.init());
     expectLog({"3CSemaphore::init() - unable to obtain semaphore-set - errno=13"});
+}
+
+// Others may remove the set between the two calls that obtain it. The one that makes it, frees it.
+TEST_F(SemaphoreTest, ASetThatVanishesIsMadeAgain) {
+    makeSet();
+    {
+        Interception removal("semget", [this](long n) { return n == 2 ? removeSet() : 0; });
+        EXPECT_EQ(0, lock.init());
+    }
+    EXPECT_EQ(1, value());
+    expectLog({});
+    Interception turns("semget", [this](long n) {
+        n % 2 == 1 ? makeSet() : removeSet();
+        return 0;
+    });
+    EXPECT_EQ(-1, lock.init());  // but not for ever
+    expectLog({"3CSemaphore::init() - unable to obtain semaphore-set - errno=2"});
 }
 
 class RecursiveSemaphoreTest : public LockTest {
@@ -168,7 +204,9 @@ class RecursiveSemaphoreTest : public LockTest {
         const int descriptors = openDescriptors();
         {
             Mutex lock(NAME);
-            EXPECT_EQ(0, lock.lock() | lock.lock() | lock.unlock());
+            EXPECT_EQ(0, lock.lock());
+            EXPECT_EQ(0, lock.lock());
+            EXPECT_EQ(0, lock.unlock());
             EXPECT_EQ(EBUSY, inChild(&Mutex::trylock));
             EXPECT_EQ(EPERM, inChild(&Mutex::unlock));
             EXPECT_EQ(0, lock.unlock());
@@ -255,11 +293,13 @@ TEST_F(RecursiveSemaphoreTest, ObjectsFoundThere) {
     } rows[] = {
         {size - 1, 0600, -1, {unusable}},
         {size + 1, 0600, -1, {unusable}},
+        {size - 1, 0700, -1, {unusable}},
         {size, 0600, 0, {}},  // is used as it is
-        // Their creators died before the mutex was made: size and mark tell.
+        {size, 0777, 0, {}},
+        // Their creators died before the mutex was made: size and mark say so.
         {0, 0600, 0, {CREATED}},
-        {size, 0700, 0, {CREATED}},
-        {size - 1, 0700, 0, {CREATED}},
+        {size, 01600, 0, {CREATED}},
+        {size - 1, 01600, 0, {CREATED}},
     };
     for (const auto& row : rows) {
         const std::string zeros(row.size, '\0');
@@ -267,10 +307,11 @@ TEST_F(RecursiveSemaphoreTest, ObjectsFoundThere) {
         EXPECT_EQ(0, chmod(OBJECT, row.mode));
         EXPECT_EQ(row.result, tryOnce());
         expectLog(row.messages);
+        const bool isNew = row.messages == std::vector<std::string>{CREATED};
         struct stat status;
         EXPECT_EQ(0, stat(OBJECT, &status));
-        EXPECT_EQ(S_IFREG | 0600u, status.st_mode);
-        if (row.messages == std::vector<std::string>{CREATED})
+        EXPECT_EQ(S_IFREG | (isNew ? 0600 : row.mode), status.st_mode);
+        if (isNew)
             expectWorking();
         else
             EXPECT_EQ(zeros, contentOf(OBJECT));
@@ -283,6 +324,100 @@ TEST_F(RecursiveSemaphoreTest, ObjectsFoundThere) {
         EXPECT_TRUE(exists(OBJECT));  // not ours to remove
     }
     expectLog({CREATED, failed("mmap failed", ENOMEM), failed("mmap failed", ENOMEM)});
+}
+
+// What they hold could be changed by their owner at any moment, or is no memory.
+TEST_F(RecursiveSemaphoreTest, OnlyRegularObjectsOfThisUserAreUsed) {
+    const struct {
+        mode_t mode;
+        uid_t user;
+        off_t size;
+    } rows[] = {
+        {S_IFREG | 0666, STRANGER, sizeof(pthread_mutex_t)},
+        {S_IFREG | 01666, STRANGER, sizeof(pthread_mutex_t)},
+        {S_IFREG | 0600, STRANGER, 0},
+        {S_IFIFO | 0600, 0, 0},
+    };
+    for (const auto& row : rows) {
+        ASSERT_EQ(0, mknod(OBJECT, row.mode, 0));
+        ASSERT_EQ(0, chmod(OBJECT, row.mode & 07777));
+        EXPECT_EQ(S_ISREG(row.mode) ? 0 : -1, truncate(OBJECT, row.size));
+        ASSERT_EQ(0, chown(OBJECT, row.user, row.user));
+        EXPECT_EQ(-1, tryOnce());
+        expectLog({failed("unable to open shared memory", EPERM)});
+        struct stat status;
+        ASSERT_EQ(0, stat(OBJECT, &status));
+        EXPECT_EQ(row.mode, status.st_mode);
+        EXPECT_EQ(row.size, status.st_size);
+        shm_unlink(NAME);
+    }
+}
+
+TEST_F(RecursiveSemaphoreTest, AnAdministratorMayChangeTheModeOfAHeldObject) {
+    Mutex lock(NAME);
+    EXPECT_EQ(0, lock.lock());
+    EXPECT_EQ(0, chmod(OBJECT, 0777));
+    EXPECT_EQ(EBUSY, inChild(&Mutex::trylock));
+    EXPECT_EQ(0, lock.unlock());
+    expectLog({CREATED});
+}
+
+TEST_F(RecursiveSemaphoreTest, TheGuardBelongsToOneUser) {
+    const auto as = [](uid_t user, std::function<int()> body) {
+        return Process([&] { return setuid(user) == 0 ? body() : 99; }).result();
+    };
+    const auto open = [] { return tryOnce(); };
+    const auto plant = [this] {  // held by nobody, never to be free
+        const int semId = makeSet(0666);
+        return change(semId, 1) == 0 ? change(semId, -1) : 1;
+    };
+    const auto refused = [](int error) {
+        return std::vector<std::string>{
+            "3CSemaphore::init() - unable to obtain semaphore-set - errno=" + std::to_string(error),
+            "3recursive-semaphore: unable to init guarding semaphore"};
+    };
+    EXPECT_EQ(255, as(STRANGER, open));
+    expectLog(refused(EACCES));
+    const uid_t rows[][2] = {{0, STRANGER}, {STRANGER, STRANGER}, {STRANGER, 0}};
+    for (const auto& [maker, owner] : rows) {
+        SCOPED_TRACE(maker);
+        removeSet();
+        EXPECT_EQ(0, as(maker, plant));
+        struct semid_ds status = {};
+        status.sem_perm.uid = owner;
+        status.sem_perm.mode = 0666;
+        EXPECT_EQ(0, semctl(set(), 0, IPC_SET, &status));
+        EXPECT_EQ(255, as(0, open));
+        expectLog(refused(EPERM));
+        EXPECT_EQ(0, value());
+    }
+    removeSet();
+    EXPECT_EQ(0, as(STRANGER, open));
+    expectLog({CREATED});
+}
+
+// A full log makes the one wait that writes to it, and nobody else.
+TEST_F(RecursiveSemaphoreTest, MessagesAreSentAfterTheGuardIsGivenBack) {
+    const int filler = socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0);
+    struct sockaddr_un address = {AF_UNIX, "/dev/log"};
+    const std::string text = "<0>velutils-test: filler";
+    while (sendto(filler, text.data(), text.size(), 0, reinterpret_cast<struct sockaddr*>(&address),
+                  sizeof address) != -1) {
+    }
+    close(filler);
+    Process creator([] { return tryOnce(); });
+    struct stat status;
+    EXPECT_TRUE(soon([&] {
+        return stat(OBJECT, &status) == 0 && status.st_mode == 0100600 && status.st_size != 0;
+    }));
+    EXPECT_TRUE(soon([this] { return value() == 1; }));
+    EXPECT_EQ(0, waitpid(creator.pid(), nullptr, WNOHANG));  // waits for the log
+    std::string last;
+    EXPECT_TRUE(soon([&] {
+        for (const std::string& message : log.messages()) last = message;
+        return last == CREATED;
+    }));
+    EXPECT_EQ(0, creator.result());
 }
 
 TEST_F(RecursiveSemaphoreTest, EachCallFailsOnceOnANewObject) {
@@ -345,11 +480,118 @@ TEST_F(RecursiveSemaphoreTest, ACreatorMayDieAtAnyCall) {
                   return tryOnce();
               }).result();
         expectWorking();
-        expectLog({CREATED});
+        // The object is complete before the guard is given back, and the message comes after it.
+        expectLog(deaths == 18 ? std::vector<std::string>() : std::vector<std::string>{CREATED});
     }
     EXPECT_EQ(0, end);
-    EXPECT_EQ(17, deaths);  // 4 to get the guard, 12 for the object, 1 to give the guard back
+    EXPECT_EQ(19, deaths);  // 6 to get the guard, 12 for the object, 1 to give the guard back
 }
+
+// Others may remove the guard, as one whose maker died, until it is held.
+TEST_F(RecursiveSemaphoreTest, AGuardThatVanishesIsMadeAgain) {
+    const struct {
+        const char* call;
+        long n;
+        bool exists;
+    } rows[] = {
+        {"semget", 2, true}, {"semctl", 1, true}, {"semop", 1, true},
+        {"semctl", 2, true}, {"semop", 1, false}, {"semop", 2, false},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.call);
+        if (!row.exists) removeSet();
+        {
+            Interception removal(row.call, [&](long n) { return n == row.n ? removeSet() : 0; });
+            EXPECT_EQ(0, tryOnce());
+        }
+        expectWorking();
+        expectLog({CREATED});
+    }
+    Interception removals("semop", [this](long) {
+        removeSet();
+        return 0;
+    });
+    EXPECT_EQ(-1, tryOnce());
+    expectLog({"3CSemaphore::init() - semop() failed - unable to initialize semaphore - errno=22",
+               "3recursive-semaphore: unable to init guarding semaphore"});
+}
+
+// Whatever the wall clock says, and whatever signals come.
+TEST_F(RecursiveSemaphoreTest, PatienceIsCountedInPauses) {
+    for (const int offset : {0, -3600, 3600}) {
+        SCOPED_TRACE(offset);
+        removeSet();
+        makeSet();
+        *wallClockOffset = offset;
+        Process opener([] {
+            Interception pauses("nanosleep", [](long n) { return n == 1 ? EINTR : ENOSYS; });
+            const int result = tryOnce();
+            shared->counter = static_cast<int>(pauses.calls());
+            return result;
+        });
+        EXPECT_EQ(0, opener.result());
+        EXPECT_EQ(501, shared->counter);
+        *wallClockOffset = 0;
+        expectWorking();
+        expectLog({CREATED});
+    }
+}
+
+// A maker thought dead makes its set free after all, and another process gets the guard, before any
+// of the calls of the process that removes the set.
+TEST_F(RecursiveSemaphoreTest, ARemoverAndASlowMakerLetOneIn) {
+    bool came = true;
+    long n = 0;
+    while (came) {
+        SCOPED_TRACE(++n);
+        removeSet();
+        const int stale = makeSet();
+        shared->inside = shared->go = came = false;
+        std::unique_ptr<Process> other;
+        const auto hold = [this] {
+            Interception entry("shm_open", [this](long i) {
+                shared->inside = true;
+                if (i == 1) soon([this] { return semctl(set(), 0, GETNCNT) == 1 || shared->go; });
+                return shared->go ? EEXIST : 0;  // the remover came in, too
+            });
+            return tryOnce("/held-by-another");
+        };
+        long calls = 0;
+        Interception pauses("nanosleep", [](long) { return ENOSYS; });
+        Interception looks("semctl", [&](long) {
+            if (pauses.calls() < 500 || ++calls != n) return 0;
+            came = change(stale, 1) == 0;
+            if (!came) return 0;
+            other.reset(new Process(hold));
+            EXPECT_TRUE(soon([] { return shared->inside.load(); }));
+            return 0;
+        });
+        Interception entry("shm_open", [](long) {
+            shared->go = true;
+            return 0;
+        });
+        EXPECT_EQ(0, tryOnce());
+        EXPECT_EQ(0, came ? other->result() : 0);
+        shm_unlink("/held-by-another");
+    }
+    EXPECT_EQ(7, n);  // looks, reads the value, marks, looks, reads, removes; then it is too late
+}
+
+#ifndef __SANITIZE_ADDRESS__  // which takes the unwinding of a cancelled thread for a fault
+TEST_F(RecursiveSemaphoreTest, ACancelledThreadKeepsNothing) {
+    pthread_t thread;
+    const auto body = [](void*) -> void* {
+        pthread_cancel(pthread_self());
+        Mutex lock(NAME);
+        return nullptr;
+    };
+    ASSERT_EQ(0, pthread_create(&thread, nullptr, body, nullptr));
+    void* result = nullptr;
+    EXPECT_EQ(0, pthread_join(thread, &result));
+    EXPECT_EQ(PTHREAD_CANCELED, result);
+    expectWorking();
+}
+#endif
 
 // To touch a mapping of memory that cannot be had would end the process.
 TEST_F(RecursiveSemaphoreTest, SharedMemoryIsFull) {
@@ -365,7 +607,9 @@ TEST_F(RecursiveSemaphoreTest, SharedMemoryIsFull) {
 
 TEST_F(RecursiveSemaphoreTest, PlainFunctions) {
     const semaphore_handle mutex = sem_create(NAME);
-    EXPECT_EQ(0, sem_lock(mutex) | sem_trylock(mutex) | sem_unlock(mutex));
+    EXPECT_EQ(0, sem_lock(mutex));
+    EXPECT_EQ(0, sem_trylock(mutex));
+    EXPECT_EQ(0, sem_unlock(mutex));
     EXPECT_EQ(EBUSY, inChild(&Mutex::trylock));
     EXPECT_EQ(0, sem_unlock(mutex));
     EXPECT_EQ(EPERM, sem_unlock(mutex));
@@ -376,9 +620,11 @@ TEST_F(RecursiveSemaphoreTest, PlainFunctions) {
     EXPECT_NE(nullptr, failure);
     void* emptyCell = nullptr;
     for (const semaphore_handle handle :
-         {semaphore_handle(nullptr), failure, reinterpret_cast<semaphore_handle>(&emptyCell)})
-        EXPECT_TRUE(sem_lock(handle) == -1 && sem_unlock(handle) == -1 &&
-                    sem_trylock(handle) == -1);
+         {semaphore_handle(nullptr), failure, reinterpret_cast<semaphore_handle>(&emptyCell)}) {
+        EXPECT_EQ(-1, sem_lock(handle));
+        EXPECT_EQ(-1, sem_unlock(handle));
+        EXPECT_EQ(-1, sem_trylock(handle));
+    }
     sem_release(failure);
     expectWorking();
 }

@@ -15,7 +15,8 @@
  *   when a holder dies     the kernel gives it back        stays held for ever
  *
  * What the locks are kept in outlives the objects and the processes: the library removes only what
- * was never made ready. Both have mode 0600, for the processes of one user.
+ * was never made ready. Both have mode 0600. Named locks belong to one user of the machine: the one
+ * whose process made the first of them owns the guard (below), and others get none.
  *
  * Failures are results, never exceptions; the reasons go to syslog(3) under the identity that the
  * daemon chose with openlog(3). Only an ordinary allocation that fails throws std::bad_alloc, and
@@ -62,6 +63,7 @@ VELUTILS_API int sem_trylock(semaphore_handle handle);
 // replaced file is another lock, and its users are all to be restarted. A process killed between
 // its creation of the set and the increment that makes it free leaves a set that all others wait
 // for; ipcrm removes it. (CRecursiveSemaphore removes such a guard by itself, after five seconds.)
+// Another user's set is used like any other if its mode allows it.
 //
 // Threads: any, once init() is done. The holder is the process, not the thread.
 //
@@ -91,10 +93,22 @@ class VELUTILS_API CSemaphore {
 
   private:
     friend class CRecursiveSemaphore;
+    struct Failure;
 
-    // After init(): waits until the set was used once. False when it was not for so long that its
-    // maker must have died: it is removed, and init() makes another.
-    VELUTILS_LOCAL bool awaitFirstUse();
+    // What init(), lock() and unlock() do, without their messages. report() logs a failure and
+    // returns -1; for none it returns 0.
+    VELUTILS_LOCAL Failure tryInit();
+    VELUTILS_LOCAL Failure tryLock() const;
+    VELUTILS_LOCAL Failure tryUnlock() const;
+    VELUTILS_LOCAL int report(const Failure& failure) const;
+
+    // For a guard, between init() and lock(): waits until the set was used once, and removes it if
+    // its maker must have died. Refuses another user's set. Whether the set still exists is for the
+    // lock to find out.
+    VELUTILS_LOCAL Failure awaitFirstUse() const;
+
+    // The lock of a guard: removes a set that is marked for removal, and fails.
+    VELUTILS_LOCAL Failure tryLockUnmarked() const;
 
     std::string pathname;
     int projectID;
@@ -111,9 +125,19 @@ class VELUTILS_API CSemaphore {
 // file there changes the key: restart every daemon that uses these locks, or an old and a new one
 // could set up the same name at the same time.
 //
+// Only what belongs to the effective user is used. A guard that another user made or owns, and an
+// object that is another user's or no regular file, are refused, logged and left in place. The mode
+// of an object does not matter, and may be changed at any time. A guard that is removed before a
+// process has it is made again, silently.
+//
 // Not robust: a process that ends with the mutex held leaves it held, and every lock() after that
 // waits for ever. So give it back before the process ends or the object is destroyed; to recover,
 // stop its users, remove /dev/shm/<name> and start them again.
+//
+// The owner is known by its thread number alone, as its PID namespace numbers it. Two namespaces
+// that share /dev/shm can have the same number twice: both may hold the mutex at once. After a
+// holder's death a new process with its number owns the mutex, too. Keep all users of a name in one
+// PID namespace; across several, take flock(2) or fcntl(2).
 //
 // Threads: any. The mutex belongs to the thread that locked it, and only that thread unlocks it.
 // After fork() the child may use the object, and holds nothing.

@@ -6,9 +6,18 @@
 //   lock()     -1, waits while the value is 0
 //   unlock()   +1
 //
-// The first +1 is for good. The others carry SEM_UNDO, which comes to 0 over a pair, so that the
-// kernel gives back what a process holds when it ends. The set is removed in one case only: its
-// first +1 failed, and it would be a lock that nobody can ever take.
+// The first +1 is permanent. The others carry SEM_UNDO, which comes to 0 over a pair, so that the
+// kernel releases what a process holds when it ends. init() removes a set only if its first +1
+// failed: nobody could ever take that lock.
+//
+// The guard of named locks is a CSemaphore that is removed, too, if its maker died before the first
+// +1. A maker may just be slow, so its +1 and the first lock can come at any moment of the removal:
+//
+//   remover   marks the set, looks at it again, removes it if it is still unused
+//   locker    takes the lock, then looks for the mark; finds it: removes the set, begins again
+//
+// The mark stays until the set is gone. Whoever holds the guard found no mark after taking it, so
+// each remover finds the set used and leaves it.
 //
 // Tested by locks_test.cc.
 
@@ -19,23 +28,38 @@
 #include <sys/sem.h>
 #include <syslog.h>
 #include <time.h>
+#include <unistd.h>
+
+#include "semaphore_internal.h"
 
 static_assert(sizeof(key_t) == 4 && static_cast<key_t>(-1) < 0, "keys are 32 bits, signed");
 
 namespace {
 
 const int MODE = 0600;
+const int MARK = 0100;  // a permission bit that the kernel keeps, and ignores, for semaphores
+
+// How often init() looks again for a set that others remove at that moment.
+const int ATTEMPTS = 100;
+
+// A maker needs microseconds to make its set free. One that takes five seconds has died. They are
+// counted in pauses: the wall clock can be set, and a stopped process loses no patience.
+const int PATIENCE = 500;  // pauses
+const struct timespec PAUSE = {0, 10 * 1000 * 1000};
+
+const char NOT_OBTAINED[] = "CSemaphore::init() - unable to obtain semaphore-set - errno=%i";
+const char NOT_LOCKED[] = "CSemaphore::lock() - semop failed, errno=%i";
 
 int change(int semId, short by, short flags) {
     struct sembuf operation = {0, by, flags};
     return semop(semId, &operation, 1);
 }
 
-// A maker needs microseconds to make its set free. One that takes this long has died.
-const time_t PATIENCE = 5;  // s
-
-bool isStale(time_t made) {
-    return time(nullptr) - made >= PATIENCE;
+// Signals do not shorten it.
+void pauseOnce() {
+    struct timespec left = PAUSE;
+    while (nanosleep(&left, &left) == -1 && errno == EINTR) {
+    }
 }
 
 }  // namespace
@@ -49,69 +73,83 @@ CSemaphore::CSemaphore(const std::string& file, int id)
 CSemaphore::~CSemaphore() = default;
 
 int CSemaphore::init() {
-    key = ftok(pathname.c_str(), projectID);
-    if (key == -1) {
-        syslog(LOG_ERR, "CSemaphore::init() - ftok failed (errno=%i) for file %s", errno,
-               pathname.c_str());
-        return -1;
-    }
-    // Only the one that creates the set may make it free: the value of another's is its state.
-    semId = semget(key, 1, IPC_CREAT | IPC_EXCL | MODE);
-    const bool created = semId != -1;
-    if (!created && errno == EEXIST) semId = semget(key, 1, IPC_CREAT | MODE);
-    if (semId == -1) {
-        syslog(LOG_ERR, "CSemaphore::init() - unable to obtain semaphore-set - errno=%i", errno);
-        return -1;
-    }
-    if (created && change(semId, 1, 0) == -1) {
-        syslog(LOG_ERR,
-               "CSemaphore::init() - semop() failed - unable to initialize semaphore - errno=%i",
-               errno);
-        semctl(semId, 0, IPC_RMID);
-        semId = -1;
-        return -1;
-    }
-    return 0;
-}
-
-bool CSemaphore::awaitFirstUse() {
-    const struct timespec pause = {0, 10 * 1000 * 1000};
-    bool stale = false;
-    for (;;) {
-        struct semid_ds status;
-        // A stale set that is gone was removed by another process here; any other, lock() reports.
-        if (semctl(semId, 0, IPC_STAT, &status) == -1) return !stale;
-        if (status.sem_otime != 0 || semctl(semId, 0, GETVAL) != 0) return true;
-        if (stale) {
-            semctl(semId, 0, IPC_RMID);
-            return false;
-        }
-        nanosleep(&pause, nullptr);
-        stale = isStale(status.sem_ctime);
-    }
+    return report(tryInit());
 }
 
 int CSemaphore::lock() {
-    if (semId == -1) {
-        syslog(LOG_ERR, "CSemaphore::lock() - invalid semId!");
-        return -1;
-    }
-    while (change(semId, -1, SEM_UNDO) == -1) {
-        if (errno == EINTR) continue;
-        syslog(LOG_ERR, "CSemaphore::lock() - semop failed, errno=%i", errno);
-        return -1;
-    }
-    return 0;
+    if (semId == -1) return report({"CSemaphore::lock() - invalid semId!", EINVAL});
+    return report(tryLock());
 }
 
 int CSemaphore::unlock() {
-    if (semId == -1) {
-        syslog(LOG_ERR, "CSemaphore::unlock() - invalid semId!");
-        return -1;
+    if (semId == -1) return report({"CSemaphore::unlock() - invalid semId!", EINVAL});
+    return report(tryUnlock());
+}
+
+int CSemaphore::report(const Failure& failure) const {
+    if (failure.message == nullptr) return 0;
+    syslog(LOG_ERR, failure.message, failure.error, pathname.c_str());
+    return -1;
+}
+
+CSemaphore::Failure CSemaphore::tryInit() {
+    key = ftok(pathname.c_str(), projectID);
+    if (key == -1) return {"CSemaphore::init() - ftok failed (errno=%i) for file %s", errno};
+    // Only the one that creates the set may make it free: the value of another's is its state. So
+    // the second call must not create, and a set that vanishes between the two needs another try.
+    bool created = false;
+    for (int attempt = 0; attempt < ATTEMPTS; ++attempt) {
+        semId = semget(key, 1, IPC_CREAT | IPC_EXCL | MODE);
+        created = semId != -1;
+        if (created || errno != EEXIST) break;
+        semId = semget(key, 1, MODE);
+        if (semId != -1 || (errno != ENOENT && errno != EIDRM)) break;
     }
-    if (change(semId, 1, SEM_UNDO) == -1) {
-        syslog(LOG_ERR, "CSemaphore::unlock() - semop() failed errno=%i", errno);
-        return -1;
+    if (semId == -1) return {NOT_OBTAINED, errno};
+    if (!created || change(semId, 1, 0) == 0) return {};
+    const Failure failure = {
+        "CSemaphore::init() - semop() failed - unable to initialize semaphore - errno=%i", errno};
+    semctl(semId, 0, IPC_RMID);
+    semId = -1;
+    return failure;
+}
+
+CSemaphore::Failure CSemaphore::tryLock() const {
+    while (change(semId, -1, SEM_UNDO) == -1)
+        if (errno != EINTR) return {NOT_LOCKED, errno};
+    return {};
+}
+
+CSemaphore::Failure CSemaphore::tryUnlock() const {
+    if (change(semId, 1, SEM_UNDO) == 0) return {};
+    return {"CSemaphore::unlock() - semop() failed errno=%i", errno};
+}
+
+CSemaphore::Failure CSemaphore::awaitFirstUse() const {
+    struct semid_ds status;
+    for (int left = PATIENCE; semctl(semId, 0, IPC_STAT, &status) == 0; --left) {
+        const uid_t user = geteuid();
+        if (status.sem_perm.cuid != user || status.sem_perm.uid != user)
+            return {NOT_OBTAINED, EPERM};
+        if (status.sem_otime != 0 || semctl(semId, 0, GETVAL) != 0) return {};
+        if (left > 0) {
+            pauseOnce();
+        } else if (left == 0) {
+            status.sem_perm.mode |= MARK;
+            semctl(semId, 0, IPC_SET, &status);
+        } else {
+            semctl(semId, 0, IPC_RMID);
+            return {};
+        }
     }
-    return 0;
+    return {};
+}
+
+CSemaphore::Failure CSemaphore::tryLockUnmarked() const {
+    const Failure failure = tryLock();
+    if (failure.message != nullptr) return failure;
+    struct semid_ds status;
+    if (semctl(semId, 0, IPC_STAT, &status) == 0 && (status.sem_perm.mode & MARK) == 0) return {};
+    semctl(semId, 0, IPC_RMID);
+    return {NOT_LOCKED, EIDRM};
 }

@@ -11,20 +11,15 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <utility>
+
 namespace {
 
-thread_local const char* failing;  // null: nothing is to happen
-thread_local int failWith;         // 0: die
-thread_local long callsLeft;
+thread_local failing_calls::Interception* current;
 
 // The error number that a call is to fail with, or 0.
 int intercept(const char* name) {
-    if (failing == nullptr || (failing != failing_calls::ANY && strcmp(failing, name) != 0)) {
-        return 0;
-    }
-    if (--callsLeft != 0) return 0;
-    if (failWith == 0) kill(getpid(), SIGKILL);
-    return failWith;
+    return current != nullptr ? current->intercept(name) : 0;
 }
 
 template <class Result>
@@ -53,6 +48,8 @@ Result withErrno(int error, Result result) {
 CALL("ftok", ftok, MINUS_ONE, int, (const char* path, int id), (path, id))
 CALL("semget", semget, MINUS_ONE, int, (int key, int count, int flags), (key, count, flags))
 CALL("semop", semop, MINUS_ONE, int, (int id, void* operations, size_t n), (id, operations, n))
+CALL("semctl", semctl, MINUS_ONE, int, (int id, int n, int command, void* argument), (id, n, command, argument))
+CALL("nanosleep", nanosleep, MINUS_ONE, int, (const void* time, void* left), (time, left))
 CALL("shm_open", shm_open, MINUS_ONE, int, (const char* name, int flags, mode_t mode), (name, flags, mode))
 CALL("pthread_mutexattr_init", pthread_mutexattr_init, error, int, (void* attr), (attr))
 CALL("pthread_mutexattr_setpshared", pthread_mutexattr_setpshared, error, int, (void* attr, int v), (attr, v))
@@ -94,24 +91,30 @@ namespace failing_calls {
 
 const char* const ANY = "any";
 
-Failure::Failure(const char* name, int error, long n) {
-    failing = name;
-    failWith = error;
-    callsLeft = n;
+Interception::Interception(const char* name, Action action)
+    : name_(name), action_(std::move(action)), older_(current), calls_(0) {
+    current = this;
 }
 
-Failure::~Failure() {
-    failing = nullptr;
+Interception::~Interception() {
+    current = older_;
 }
 
-bool Failure::happened() const {
-    return callsLeft <= 0;
+int Interception::intercept(const char* name) {
+    if (name_ != ANY && strcmp(name_, name) != 0)
+        return older_ != nullptr ? older_->intercept(name) : 0;
+    Interception* const youngest = current;
+    current = nullptr;
+    const int error = action_(++calls_);
+    current = youngest;
+    return error;
 }
+
+Failure::Failure(const char* name, int error, long n)
+    : n_(n), calls_(name, [=](long i) { return i == n ? error : 0; }) {}
 
 void dieAt(long n) {
-    failing = ANY;
-    failWith = 0;
-    callsLeft = n;
+    static Interception death(ANY, [=](long i) { return i == n ? kill(getpid(), SIGKILL) : 0; });
 }
 
 }  // namespace failing_calls
