@@ -18,7 +18,7 @@
 // A set-up that fails on a new object removes it, so that the next one begins afresh. Nothing waits
 // under the guard: what there is to log is logged after it.
 //
-// Tested by locks_test.cc.
+// Tested by locks_test.cc and, under load, by load/storm.cc.
 
 #include <velutils++/locks.h>
 

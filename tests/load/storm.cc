@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: MIT
+//
+// storm SECONDS: 16 processes open, lock, unlock and close named locks, the same ones and others,
+// new ones all the time, under interval timers and with the wall clock set back and forth. Twelve
+// lockers count under their locks. Four openers, which never hold a lock and so may die anywhere,
+// are killed at random or at one of the library's calls. Each round begins without a guard or with
+// one whose maker has died. Never may a lock have two owners, lose a count, or be dead (-1).
+
+#include <velutils++/locks.h>
+
+#include <sched.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <sys/ipc.h>
+#include <sys/mman.h>
+#include <sys/sem.h>
+#include <sys/time.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <memory>
+
+#include "tests/support/failing_calls.h"
+#include "tests/support/processes.h"
+#include "tests/support/wall_clock.h"
+
+namespace {
+
+const int LOCKERS = 12, PROCESSES = 16;
+const int LOCKED_NAMES = 3, NAMES = 8;
+const int GENERATIONS = 1 << 15;  // each has names of its own
+
+struct Lock {
+    std::atomic<int> owners;
+    std::atomic<long> locked;
+    volatile long counter;  // changed under the lock only
+};
+
+struct Shared {
+    std::atomic<bool> stop;
+    std::atomic<int> generation, ended, opens, locks, doubles, dead;
+    std::atomic<int> at[PROCESSES];  // the oldest generation whose names a process may still open
+    Lock all[GENERATIONS][LOCKED_NAMES];
+};
+Shared* const shared = static_cast<Shared*>(
+    mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+
+std::string nameOf(int generation, int name) {
+    return "/storm-" + std::to_string(generation) + "-" + std::to_string(name);
+}
+
+void interruptOften() {
+    signal(SIGALRM, [](int) {});
+    const struct itimerval often = {{0, 1000}, {0, 1 + random() % 1000}};
+    setitimer(ITIMER_REAL, &often, nullptr);
+}
+
+void countUnder(CRecursiveSemaphore& mutex, Lock& lock, bool yield) {
+    if (mutex.lock() != 0) {
+        ++shared->dead;
+        return;
+    }
+    if (lock.owners++ != 0) ++shared->doubles;
+    const long seen = lock.counter;
+    if (mutex.lock() != 0) ++shared->dead;
+    if (yield) sched_yield();
+    if (mutex.unlock() != 0) ++shared->dead;
+    lock.counter = seen + 1;
+    ++lock.locked;
+    --lock.owners;
+    if (mutex.unlock() != 0) ++shared->dead;
+    ++shared->locks;
+}
+
+int lockAll(int self) {
+    interruptOften();
+    for (int turn = self; !shared->stop; ++turn) {
+        const int generation = shared->at[self] = shared->generation.load();
+        const int name = turn % LOCKED_NAMES;
+        CRecursiveSemaphore mutex(nameOf(generation, name));
+        ++shared->opens;
+        for (int i = 0; i < 10; ++i) countUnder(mutex, shared->all[generation][name], i % 3 == 0);
+    }
+    ++shared->ended;
+    return 0;
+}
+
+int openAll(int self) {
+    interruptOften();
+    if (random() % 2 == 0) failing_calls::dieAt(1 + random() % 60);
+    for (int turn = self;; ++turn) {
+        const int generation = shared->at[self] = shared->generation.load();
+        CRecursiveSemaphore mutex(nameOf(generation, turn % NAMES));
+        ++shared->opens;
+        if (mutex.unlock() == -1) ++shared->dead;
+    }
+}
+
+// Names that nobody can open any more are removed; earlier, their locks would split.
+void beginGeneration() {
+    static int removed = 0;
+    if (shared->generation < GENERATIONS - 1) ++shared->generation;
+    for (const int used = *std::min_element(shared->at, shared->at + PROCESSES); removed < used;
+         ++removed)
+        for (int name = 0; name < NAMES; ++name) shm_unlink(nameOf(removed, name).c_str());
+}
+
+void beginRound(bool guardIsUnused) {
+    const key_t key = ftok("/usr/lib/libvelutils++.so.1.0.0", 1);
+    semctl(semget(key, 1, 0), 0, IPC_RMID);
+    if (guardIsUnused) semget(key, 1, IPC_CREAT | 0600);
+    for (std::atomic<int>& at : shared->at) at = shared->generation.load();
+    shared->stop = false;
+    shared->ended = 0;
+}
+
+// With the clock changing all the time, ahead or behind. Returns how many openers it killed.
+int stormOneRound(bool ahead) {
+    typedef std::chrono::steady_clock Clock;
+    std::unique_ptr<Process> processes[PROCESSES];
+    int kills = 0;
+    const auto start = [&](int i) {
+        random();  // children go on from here, each elsewhere
+        processes[i].reset(new Process([i] { return i < LOCKERS ? lockAll(i) : openAll(i); }));
+    };
+    for (int i = 0; i < PROCESSES; ++i) start(i);
+    const int locksBefore = shared->locks;
+    const auto giveUp = Clock::now() + std::chrono::seconds(30);
+    auto end = giveUp;
+    for (int step = 0; Clock::now() < end; ++step) {
+        usleep(3000);
+        if (end == giveUp && shared->locks > locksBefore)
+            end = Clock::now() + std::chrono::milliseconds(1500);
+        *wallClockOffset = (ahead ? 1 : -1) * static_cast<int>(600 + random() % 3600);
+        if (step % 16 == 0) beginGeneration();
+        start(LOCKERS + static_cast<int>(random()) % (PROCESSES - LOCKERS));
+        ++kills;
+    }
+    shared->stop = true;
+    soon([] { return shared->ended == LOCKERS; });
+    return kills;
+}
+
+long lostCounts() {
+    long lost = 0;
+    for (const auto& generation : shared->all)
+        for (const Lock& lock : generation) lost += lock.locked - lock.counter;
+    return lost;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const long seconds = argc == 2 ? atol(argv[1]) : 0;
+    if (seconds <= 0) {
+        fputs("usage: storm SECONDS\n", stderr);
+        return 2;
+    }
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+    int rounds = 0, kills = 0, stuck = 0;
+    for (; stuck == 0 && std::chrono::steady_clock::now() < end; ++rounds) {
+        beginRound(rounds % 2 != 0);
+        kills += stormOneRound(rounds % 4 >= 2);
+        stuck = LOCKERS - shared->ended;
+    }
+    const long lost = lostCounts();
+    printf(
+        "storm: %ld s, %d rounds, %d names, %d opens, %d locks, %d openers killed: "
+        "%d double owners, %ld counts lost, %d dead locks, %d processes stuck\n",
+        seconds, rounds, shared->generation * NAMES, shared->opens.load(), shared->locks.load(),
+        kills, shared->doubles.load(), lost, shared->dead.load(), stuck);
+    return shared->doubles != 0 || lost != 0 || shared->dead != 0 || stuck != 0;
+}
