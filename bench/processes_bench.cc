@@ -51,6 +51,18 @@ Body refresh(long processes, bool keep) {
     };
 }
 
+// With keep, all processes being new.
+Body refreshFromNothing(long processes) {
+    return [processes](benchmark::State& state) {
+        crowd.resize(static_cast<size_t>(processes));
+        ProcessControl table;
+        for (auto _ : state) {
+            table.cleanup();
+            table.refresh(true);
+        }
+    };
+}
+
 // The same: ids and command lines of all processes.
 void reap(benchmark::State& state) {
     crowd.resize(100);
@@ -72,4 +84,5 @@ void registerProcesses() {
             [](long n) { return refresh(n, false); });
     scaling("ProcessControl refresh(true), processes", "linear", 10,
             [](long n) { return refresh(n, true); });
+    scaling("ProcessControl refresh(true), new processes", "linear", 10, refreshFromNothing);
 }

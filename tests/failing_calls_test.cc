@@ -71,11 +71,13 @@ ProcessControl processes;
 // the child.
 std::string listed(bool keep) {
     processes.refresh(keep);
-    int valid = 0;
+    int named = 0, valid = 0;
     ProcessEntry* entry = nullptr;
-    while ((entry = processes.getNextProcessEntryByName(nullptr, entry)) != nullptr)
+    while ((entry = processes.getNextProcessEntryByName(nullptr, entry)) != nullptr) {
+        named += entry->getName()[0] != '[';
         valid += entry->isValid();
-    return std::to_string(processes.getNumberOfProcesses()) + " of " + std::to_string(valid);
+    }
+    return std::to_string(named) + " of " + std::to_string(valid);
 }
 
 // What publishing gives, what the file then holds, and the number of files there.
@@ -184,8 +186,8 @@ const Operation OPERATIONS[] = {
          return std::to_string(read) + " " + reader.getValue("a", "none").buffer();
      },
      [] { writeFile("/tmp/conf", "a = 1\n"); }},
-    // A process whose command line cannot be opened is left out; one whose cannot be read is not
-    // counted as named.
+    // A process whose command line cannot be opened is left out; one whose command line cannot be
+    // read is named by its id.
     {"refresh",
      "3 of 3; open 0 of 0; stat 0 of 0; getdents 0 of 0; open 2 of 2; read 2 of 3; close 3 of 3; "
      "open 2 of 2; read 2 of 3; close 3 of 3; open 2 of 2; read 2 of 3; close 3 of 3; "

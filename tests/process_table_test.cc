@@ -25,8 +25,6 @@ namespace {
 
 typedef std::vector<std::string> Strings;
 
-const char OWN_ID[] = "[own id]";
-
 std::string bracketed(int pid) {
     return "[" + std::to_string(pid) + "]";
 }
@@ -37,13 +35,10 @@ const struct Pipe {
     int ends[2];
 } silence;
 
-// Runs cat(1) with the arguments, OWN_ID replaced by its id in brackets.
+// Runs cat(1) with the arguments.
 int runCat(Strings arguments) {
     std::vector<char*> argv;
-    for (std::string& argument : arguments) {
-        if (argument == OWN_ID) argument = bracketed(getpid());
-        argv.push_back(&argument[0]);
-    }
+    for (std::string& argument : arguments) argv.push_back(&argument[0]);
     argv.push_back(nullptr);
     return dup2(silence.ends[0], STDIN_FILENO) | execv("/bin/cat", argv.data());
 }
@@ -55,8 +50,7 @@ class Child : public Process {
     explicit Child(const char* name) : Child(Strings{name, "-"}) {}
     explicit Child(const Strings& arguments) : Process([&] { return runCat(arguments); }) {
         std::string shown;
-        for (const std::string& argument : arguments)
-            shown += (argument == OWN_ID ? bracketed(pid()) : argument) + '\0';
+        for (const std::string& argument : arguments) shown += argument + '\0';
         const std::string file = "/proc/" + std::to_string(pid()) + "/cmdline";
         EXPECT_TRUE(soon([&] { return contentOf(file) == shown; }));
     }
@@ -100,16 +94,11 @@ class ProcessTable : public testing::Test {
 
     // What holds of every complete snapshot.
     void check() {
-        int counted = 0;
         const std::vector<int> found = pids();
-        for (const int pid : found) {
-            ProcessEntry* const entry = table.getProcessEntryByPid(pid);
-            EXPECT_TRUE(entry->isValid());
-            if (entry->getName() != bracketed(pid)) ++counted;
-        }
+        for (const int pid : found) EXPECT_TRUE(table.getProcessEntryByPid(pid)->isValid());
         EXPECT_EQ(found.size(), std::set<int>(found.begin(), found.end()).size());
         EXPECT_EQ(static_cast<int>(found.size()), table.getNumberOfProcessesByName(nullptr));
-        EXPECT_EQ(counted, table.getNumberOfProcesses());
+        EXPECT_EQ(static_cast<int>(found.size()), table.getNumberOfProcesses());
         EXPECT_NE(nullptr, table.getProcessEntryByPid(getpid()));
     }
 
@@ -146,19 +135,18 @@ TEST_F(ProcessTable, NamesAreCommandLines) {
     }
 }
 
-TEST_F(ProcessTable, CountsEntriesNamedFromACommandLine) {
-    Child running("running"), zombie("zombie"), posing(Strings{OWN_ID});
+TEST_F(ProcessTable, CountsEveryEntry) {
+    Child running("running"), zombie("zombie");
     zombie.becomeZombie();
     table.refresh(true);
     EXPECT_EQ(bracketed(zombie.pid()), nameOf(zombie));
-    EXPECT_EQ(bracketed(posing.pid()), nameOf(posing));
     check();
-    const int count = table.getNumberOfProcesses();
-    for (Child* const ended : {&zombie, &posing, &running}) {
+    int count = table.getNumberOfProcesses();
+    for (Child* const ended : {&zombie, &running}) {
         ended->reap();
         table.refresh(true);
+        EXPECT_EQ(--count, table.getNumberOfProcesses());
         check();
-        EXPECT_EQ(count - (ended == &running), table.getNumberOfProcesses());
     }
 }
 
@@ -253,6 +241,54 @@ TEST_F(ProcessTable, OtherNamesInProc) {
         rmdir("/proc/4711");
         table.refresh(true);
         EXPECT_EQ(std::vector<int>(), pids());
+        mkdir("/proc/05000001", 0700);
+        EXPECT_EQ(0, symlink("05000001", "/proc/5000001"));
+        writeFile("/proc/5000001/cmdline", "");
+        table.refresh(true);
+        EXPECT_STREQ("[05000001]", table.getProcessEntryByPid(5000001)->getName());
+    });
+}
+
+// An entry that counts how often entries are asked for their ids.
+struct Asked : ProcessEntry {
+    Asked(int id, ProcessEntry* follower) : ProcessEntry(id, "") { setNext(follower); }
+    int getPid() const override { return ++asked, ProcessEntry::getPid(); }
+    static long asked;
+};
+long Asked::asked;
+
+// Ids 2 to 3001 are known in a mixed order, each twice in a row. Each takes a bounded number of
+// steps to find and no memory from the heap, and the first of a pair stays.
+TEST_F(ProcessTable, KnownProcessesAreFoundAtOnceInAnyOrder) {
+    inChild([&] {
+        EXPECT_EQ(0, mount("proc", "/proc", "tmpfs", 0, nullptr));
+        const auto add = [](int pid) { mkdir(("/proc/" + std::to_string(pid)).c_str(), 0700); };
+        add(1);
+        writeFile("/proc/1/cmdline", "1");
+        table.refresh(false);
+        std::vector<ProcessEntry*> firstOfPairs;
+        ProcessEntry* list = nullptr;
+        for (int pid = 3001; pid > 1; --pid) {
+            add(pid);
+            const int mixed = 2 + pid * 1237 % 3000;
+            list = new Asked(mixed, new Asked(mixed, list));
+            firstOfPairs.push_back(list);
+        }
+        ProcessEntry* entry = table.getProcessEntryByPid(1);
+        entry->setNext(list);
+        add(4000);
+        writeFile("/proc/4000/cmdline", "4000");
+        Asked::asked = 0;
+        const long requests = allocations::requests();
+        table.refresh(true);
+        EXPECT_EQ(3, allocations::requests() - requests);  // opendir's, the new entry, its name
+        EXPECT_LT(Asked::asked, 10 * 6000);
+        for (; !firstOfPairs.empty(); firstOfPairs.pop_back()) {
+            entry = entry->getNext();
+            EXPECT_EQ(firstOfPairs.back(), entry);
+        }
+        EXPECT_EQ(table.getProcessEntryByPid(4000), entry->getNext());
+        EXPECT_EQ(3002, table.getNumberOfProcesses());
     });
 }
 

@@ -33,8 +33,10 @@ class VELUTILS_API ProcessEntry {
 
     // The process id.
     virtual int getPid() const;
-    // The command line: the arguments with single spaces between them, cut at 255 bytes. A process
-    // without one (a kernel thread, a zombie) has its id in brackets instead, as "[2]".
+    // The command line: the arguments with single spaces between them, cut at 255 bytes. Reading
+    // stops after the first read that ends in a NUL, which ends every argument, or at the end of
+    // the file. A process without a command line (a kernel thread, a zombie) has the name of its
+    // directory in /proc, which is its id, in brackets instead, as "[2]".
     virtual const char* getName() const;
     // The entry behind this one, or null.
     virtual ProcessEntry* getNext() const;
@@ -69,6 +71,11 @@ class VELUTILS_API ProcessControl {
     // snapshot is empty without keep; with keep it stays, every entry marked invalid. A refused
     // allocation propagates and leaves part of a snapshot, which the next refresh, with or without
     // keep, puts right.
+    //
+    // The time is proportional to the number of processes, also with keep. A new process costs two
+    // allocations from the heap. With keep, an index of the snapshot may take a mapping of 8 to 16
+    // bytes an entry (twice that on 64-bit machines), at least 4 KiB, until the call returns. When
+    // there is no memory for it, the time grows with the square. Files are opened close-on-exec.
     virtual void refresh(bool keep);
 
     // The first entry after `previous`, or of all when it is null, whose name begins with prefix;
@@ -79,8 +86,7 @@ class VELUTILS_API ProcessControl {
     virtual int getNumberOfProcessesByName(const char* prefix) const;
     // The entry of that process, or null.
     virtual ProcessEntry* getProcessEntryByPid(int pid);
-    // How many entries are named from a command line: those whose name is not just their own id
-    // in brackets.
+    // The number of entries, those named by an id in brackets included.
     virtual int getNumberOfProcesses() const;
 
     // Empties the snapshot.

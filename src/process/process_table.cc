@@ -2,13 +2,14 @@
 //
 // A snapshot of the running processes as a list of entries, from /proc.
 //
-// With keep a refresh marks every entry invalid, scans, marks what it finds again as valid and
-// appends what is new, and removes what is still invalid. /proc lists processes by ascending id
-// and so does the list, but for entries appended after the ids wrapped: a known process is nearly
-// always the one behind the last one found, and the scan looks there first.
+// With keep, a refresh marks every entry invalid, scans, marks the processes that it knows as
+// valid, appends the new ones, and removes the entries that are still invalid. /proc lists
+// processes by ascending id, and so does the list until the ids wrap: the scan expects the entries
+// in the order of the list. After the first process that is not the expected one, an index finds
+// the entries. The time of a refresh is therefore proportional to the number of processes.
 //
-// processCount follows the entries that are in the list at any time, so that an exception in the
-// middle of a scan leaves it right.
+// processCount follows the entries in the list at any time, so that an exception in the middle of a
+// scan leaves it correct.
 //
 // Tested by process_table_test.cc.
 
@@ -16,9 +17,11 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 namespace {
@@ -70,42 +73,99 @@ void joinArguments(char* name, size_t length) {
     if (name[length - 1] == ' ') name[length - 1] = '\0';
 }
 
-void writeBracketed(char (&name)[NAME_SIZE], int pid) {
-    snprintf(name, sizeof name, "[%d]", pid);
-}
-
-// Whether an entry counts as named from a command line. Asked when it comes and when it goes, so
-// that a process that calls itself by its id in brackets is treated alike both times.
-bool isCounted(const ProcessEntry& entry) {
-    const char* const name = entry.getName();
-    if (name[0] != '[') return true;
-    char bracketed[NAME_SIZE];
-    writeBracketed(bracketed, entry.getPid());
-    return strcmp(name, bracketed) != 0;
-}
-
-// False when the process has ended.
-bool readName(int pid, char (&name)[NAME_SIZE]) {
+// `directory` is the process's name in /proc. False when the process has ended.
+bool readName(int pid, const char* directory, char (&name)[NAME_SIZE]) {
     memset(name, 0, sizeof name);
     const ssize_t length = readCommandLine(pid, name, sizeof name - 1);
     if (length < 0) return false;
     if (length > 0)
         joinArguments(name, static_cast<size_t>(length));
     else
-        writeBracketed(name, pid);
+        snprintf(name, sizeof name, "[%.253s]", directory);
     return true;
 }
 
-ProcessEntry* findPid(ProcessEntry* from, const ProcessEntry* end, int pid) {
-    while (from != end && from->getPid() != pid) from = from->getNext();
-    return from != end ? from : nullptr;
+ProcessEntry* findPid(ProcessEntry* entry, int pid) {
+    while (entry != nullptr && entry->getPid() != pid) entry = entry->getNext();
+    return entry;
 }
 
-// The entry of a process, looked for from `expected` on and then before it.
-ProcessEntry* find(ProcessEntry* first, ProcessEntry* expected, int pid) {
-    ProcessEntry* const entry = findPid(expected, nullptr, pid);
-    return entry != nullptr ? entry : findPid(first, expected, pid);
-}
+// Finds the entries of a list during one scan. The index is an open-addressing table of the
+// entries by their ids, never more than half full. It is a mapping of its own: a refresh allocates
+// nothing but entries. Where an id occurs several times, the first entry wins.
+class Lookup {
+  public:
+    explicit Lookup(ProcessEntry* first)
+        : expected(first), lastPid(-1), slots(nullptr), bits(0), used(0) {}
+    Lookup(const Lookup&) = delete;
+    Lookup& operator=(const Lookup&) = delete;
+    ~Lookup() { release(); }
+
+    // `first` is the first entry now.
+    ProcessEntry* find(ProcessEntry* first, int pid) {
+        // Ascending ids so far: no entry before this one has the same id.
+        if (expected != nullptr && pid > lastPid && expected->getPid() == pid) {
+            ProcessEntry* const found = expected;
+            expected = found->getNext();
+            lastPid = pid;
+            return found;
+        }
+        expected = nullptr;
+        if (used * 2 >= capacity() && !build(first)) return findPid(first, pid);
+        return *slotOf(pid);
+    }
+
+    // For an entry that was appended since.
+    void add(ProcessEntry* entry) {
+        if (slots != nullptr) insert(entry);
+    }
+
+  private:
+    static const unsigned FEWEST_BITS = 10;  // a page on 32-bit machines
+
+    size_t capacity() const { return slots != nullptr ? size_t{1} << bits : 0; }
+
+    // The slot of the id's entry, or the empty one where it belongs.
+    ProcessEntry** slotOf(int pid) const {
+        // Multiplied by 2^32 / golden ratio, consecutive ids spread evenly.
+        size_t i = static_cast<uint32_t>(pid) * 2654435769u >> (32 - bits);
+        while (slots[i] != nullptr && slots[i]->getPid() != pid) i = (i + 1) & (capacity() - 1);
+        return &slots[i];
+    }
+
+    void insert(ProcessEntry* entry) {
+        ProcessEntry** const slot = slotOf(entry->getPid());
+        if (*slot != nullptr) return;
+        *slot = entry;
+        ++used;
+    }
+
+    // Puts all entries into a new index, less than half full. False when there is no memory for it.
+    bool build(ProcessEntry* first) {
+        release();
+        size_t count = 0;
+        for (ProcessEntry* entry = first; entry != nullptr; entry = entry->getNext()) ++count;
+        for (bits = FEWEST_BITS; size_t{1} << bits <= count * 2; ++bits) continue;
+        void* const mapping = mmap(nullptr, sizeof *slots << bits, PROT_READ | PROT_WRITE,
+                                   MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (mapping == MAP_FAILED) return false;
+        slots = static_cast<ProcessEntry**>(mapping);
+        for (ProcessEntry* entry = first; entry != nullptr; entry = entry->getNext()) insert(entry);
+        return true;
+    }
+
+    void release() {
+        if (slots != nullptr) munmap(slots, capacity() * sizeof *slots);
+        slots = nullptr;
+        used = 0;
+    }
+
+    ProcessEntry* expected;  // null after the first miss
+    int lastPid;             // of the entry before the expected one
+    ProcessEntry** slots;    // null: no index
+    unsigned bits;           // the index has 2^bits slots
+    size_t used;
+};
 
 // Returns the last entry.
 ProcessEntry* invalidateAll(ProcessEntry* entry) {
@@ -125,25 +185,25 @@ void append(ProcessEntry* entry, ProcessEntry** first, ProcessEntry** tail) {
     *tail = entry;
 }
 
-// Links the valid entries together in their order and deletes the others. Returns how many of those
-// counted.
+// Links the valid entries together in their order and deletes the others. Returns how many are
+// left.
 int removeInvalid(ProcessEntry** first) {
     ProcessEntry* entry = *first;
     ProcessEntry* tail = nullptr;
-    int counted = 0;
+    int left = 0;
     *first = nullptr;
     while (entry != nullptr) {
         ProcessEntry* const next = entry->getNext();
         if (entry->isValid()) {
             append(entry, first, &tail);
+            ++left;
         } else {
-            if (isCounted(*entry)) ++counted;
             delete entry;
         }
         entry = next;
     }
     if (tail != nullptr) tail->setNext(nullptr);
-    return counted;
+    return left;
 }
 
 bool beginsWith(const ProcessEntry& entry, const char* prefix) {
@@ -205,25 +265,25 @@ void ProcessControl::refresh(bool keep) {
         cleanup();
     if (!proc.isOpen()) return;
 
-    ProcessEntry* expected = firstEntry;
+    Lookup lookup(firstEntry);
     while (const struct dirent* file = proc.read()) {
         if (file->d_type != DT_DIR || !isNumeric(file->d_name)) continue;
         const int pid = atoi(file->d_name);
 
-        ProcessEntry* const known = keep ? find(firstEntry, expected, pid) : nullptr;
+        ProcessEntry* const known = keep ? lookup.find(firstEntry, pid) : nullptr;
         if (known != nullptr) {
             known->setValid(true);
-            expected = known->getNext();
             continue;
         }
 
         char name[NAME_SIZE];
-        if (!readName(pid, name)) continue;
+        if (!readName(pid, file->d_name, name)) continue;
         ProcessEntry* const entry = new ProcessEntry(pid, name);
         append(entry, &firstEntry, &tail);
-        if (isCounted(*entry)) ++processCount;
+        ++processCount;
+        if (keep) lookup.add(entry);
     }
-    if (keep) processCount -= removeInvalid(&firstEntry);
+    if (keep) processCount = removeInvalid(&firstEntry);
 }
 
 ProcessEntry* ProcessControl::getNextProcessEntryByName(const char* prefix,
@@ -246,7 +306,7 @@ int ProcessControl::getNumberOfProcessesByName(const char* prefix) const {
 }
 
 ProcessEntry* ProcessControl::getProcessEntryByPid(int pid) {
-    return findPid(firstEntry, nullptr, pid);
+    return findPid(firstEntry, pid);
 }
 
 int ProcessControl::getNumberOfProcesses() const {
