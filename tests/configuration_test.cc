@@ -5,6 +5,7 @@
 #include <velutils++/configuration.h>
 
 #include <gtest/gtest.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -120,6 +121,15 @@ TEST(ConfigReader, WithoutATableGivesDefaults) {
     reader.cleanup();
 }
 
+TEST(ConfigReader, LeavesNoTablePointerBehind) {
+    alignas(ConfigReader) char area[sizeof(ConfigReader)];
+    ConfigReader* const reader = new (area) ConfigReader;
+    writeFile(FILE_NAME, "a=1\n");
+    EXPECT_TRUE(reader->initialize(FILE_NAME, 1));
+    reader->~ConfigReader();
+    EXPECT_EQ(std::string(sizeof(void*), '\0'), std::string(area + sizeof(void*), sizeof(void*)));
+}
+
 TEST(ConfigReader, InitializeCleansUpThroughTheVirtualTable) {
     struct Counting : ConfigReader {
         void cleanup() override { ++cleanups, ConfigReader::cleanup(); }
@@ -132,6 +142,7 @@ TEST(ConfigReader, InitializeCleansUpThroughTheVirtualTable) {
 
 // Only spaces are stripped; not more than the rest of the text is taken.
 TEST(ConfigReaderUtilities, CopyAndStrip) {
+    ConfigReader reader;
     const struct {
         const char* source;
         int size, count;
@@ -143,14 +154,17 @@ TEST(ConfigReaderUtilities, CopyAndStrip) {
     };
     for (const auto& row : rows) {
         char destination[11] = "untouched!";
+        char source[8];
+        strcpy(source, row.source);
         EXPECT_EQ(row.copied != nullptr,
-                  ConfigReader::strcpystrip(destination, row.size, row.source, row.count));
+                  reader.strcpystrip(destination, row.size, source, row.count));
         EXPECT_STREQ(row.copied != nullptr ? row.copied : "untouched!", destination)
             << row.source << row.count;
     }
-    EXPECT_EQ(1, ConfigReader::indexof("abcb", 'b'));
-    EXPECT_EQ(-1, ConfigReader::indexof("abc", '\0'));
-    EXPECT_EQ(0, ConfigReader::indexof("\xff", '\xff'));
+    char text[] = "abcb\xff";
+    EXPECT_EQ(1, reader.indexof(text, 'b'));
+    EXPECT_EQ(4, reader.indexof(text, '\xff'));
+    EXPECT_EQ(-1, reader.indexof(text, '\0'));
 }
 
 // The configuration daemon

@@ -25,14 +25,16 @@ class INStringHashTable;
 // escaping or continuation. Keys are compared byte for byte; of several lines with one key the
 // first wins, the others are reported on standard output. The file is read in pieces of at most
 // 1022 bytes, each ending behind a newline at the latest: a longer line counts as several. A NUL
-// ends the text of its piece.
+// ends the text of its piece. The file is opened close-on-exec and read without stdio's lock
+// (fgets_unlocked): no other thread can have the stream.
 //
 // Indexed keys: the template is a printf format with one conversion for an unsigned long, for
 // instance "link%lu.name". It must be a literal of the program.
 //
 // Failures: a missing file is reported on standard output; a refused ordinary allocation throws
-// std::bad_alloc, and what was loaded until then stays. Lookups in a reader without a table give
-// the default.
+// std::bad_alloc, and what was loaded until then stays. A value whose text finds no memory is not
+// stored. An indexed key whose text finds no memory is not looked up: the default is returned.
+// Lookups in a reader without a table give the default.
 //
 // Threads: one at a time, but lookups may run side by side while nothing changes the reader.
 class VELUTILS_API ConfigReader {
@@ -70,11 +72,12 @@ class VELUTILS_API ConfigReader {
 
     // Copies `count` characters of source, after its leading spaces and without trailing ones, to
     // the destination and terminates them. False, with nothing copied, when count is negative,
-    // not below destinationSize, or more than there are.
-    static bool strcpystrip(char* destination, int destinationSize, const char* source, int count);
+    // not below destinationSize, or more than there are. The source is not changed.
+    bool strcpystrip(char* destination, int destinationSize, char* source, int count);
 
-    // The index of the first such character in the text, or -1; NUL is never found.
-    static int indexof(const char* text, char character);
+    // The index of the first such character in the text, or -1; NUL is never found. The text is not
+    // changed.
+    int indexof(char* text, char character);
 
   private:
     VELUTILS_LOCAL const String* find(const char* key) const;
@@ -98,7 +101,8 @@ class VELUTILS_API ConfigReader {
 //
 // Failures: without a connection, or when a key is longer than 255 or a value longer than 1023
 // bytes, or when the daemon refuses, a set gives false and a get leaves its value argument alone.
-// There is no reconnection. Nothing is logged.
+// An indexed key whose text finds no memory is not sent and fails alike. There is no reconnection.
+// Nothing is logged.
 //
 // Threads: one at a time for each client.
 class VELUTILS_API ConfigDaemonClient {

@@ -59,6 +59,8 @@ ConfigReader::ConfigReader() : table(nullptr) {}
 
 ConfigReader::~ConfigReader() {
     cleanup();
+    // Volatile: the compiler drops plain stores to an object that ends.
+    *const_cast<INStringHashTable* volatile*>(&table) = nullptr;
 }
 
 bool ConfigReader::initialize(const String& path, unsigned long size) {
@@ -142,8 +144,7 @@ void ConfigReader::cleanup() {
     table = nullptr;
 }
 
-bool ConfigReader::strcpystrip(char* destination, int destinationSize, const char* source,
-                               int count) {
+bool ConfigReader::strcpystrip(char* destination, int destinationSize, char* source, int count) {
     while (*source == ' ') ++source;
     if (count < 0 || count >= destinationSize) return false;
     if (static_cast<size_t>(count) > strlen(source)) return false;
@@ -153,7 +154,7 @@ bool ConfigReader::strcpystrip(char* destination, int destinationSize, const cha
     return true;
 }
 
-int ConfigReader::indexof(const char* text, char character) {
+int ConfigReader::indexof(char* text, char character) {
     for (int i = 0; text[i] != '\0'; ++i)
         if (text[i] == character) return i;
     return -1;
