@@ -23,6 +23,21 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/velutils++.pc
   DESTINATION ${CMAKE_INSTALL_DATADIR}/pkgconfig COMPONENT development)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/velutils++)
+
+# velutils++::configd makes a program link the configuration daemon's client library, which the user
+# names beside it. The source makes strong references. A static library that links the target
+# privately passes on its options, but not its sources: the options take the functions out of an
+# archive in that case.
+add_library(velutils_configd INTERFACE)
+set_target_properties(velutils_configd PROPERTIES EXPORT_NAME configd)
+target_sources(velutils_configd INTERFACE
+  $<INSTALL_INTERFACE:$<INSTALL_PREFIX>/${package_dir}/use_configd.cc>)
+target_link_options(velutils_configd INTERFACE
+  LINKER:-u,configd_open,-u,configd_get,-u,configd_set,-u,configd_close)
+target_link_libraries(velutils_configd INTERFACE velutils++)
+install(TARGETS velutils_configd EXPORT velutils++)
+install(FILES cmake/use_configd.cc DESTINATION ${package_dir} COMPONENT development)
+
 write_basic_package_version_file(velutils++-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(EXPORT velutils++ FILE velutils++-config.cmake NAMESPACE velutils++::
   DESTINATION ${package_dir} COMPONENT development)

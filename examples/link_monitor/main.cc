@@ -13,6 +13,9 @@
 #include <time.h>
 #include <unistd.h>
 
+// The program uses the configuration daemon: link its client library whatever form it has.
+#include <velutils++/use_configd.h>
+
 #include "configd/configd.h"
 #include "monitor.h"
 #include "settings.h"

@@ -99,6 +99,11 @@ class VELUTILS_API ConfigReader {
 // NUL-terminated; the rest is zero. The four are looked up weakly: in a program without them
 // clients have no connection.
 //
+// A weak reference alone takes nothing out of an archive and does not keep a shared library that
+// the linker finds unused: the client would have no connection, without an error. To link the
+// client library in any form, include <velutils++/use_configd.h> in one source file of the program;
+// docs/configuration-daemon.md shows other ways.
+//
 // Failures: without a connection, or when a key is longer than 255 or a value longer than 1023
 // bytes, or when the daemon refuses, a set gives false and a get leaves its value argument alone.
 // An indexed key whose text finds no memory is not sent and fails alike. There is no reconnection.
