@@ -47,6 +47,14 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/velutils++-config-version.cmake
 # Daemons of several users share the status tree, whoever starts first.
 install(FILES packaging/velutils++.conf DESTINATION lib/tmpfiles.d COMPONENT runtime)
 
+# How gdb shows the library's objects. It looks for the file beside the library, and below its own
+# auto-load folder under the library's full path.
+set(printers $<TARGET_FILE_NAME:velutils++>-gdb.py)
+add_custom_command(TARGET velutils++ POST_BUILD VERBATIM COMMAND ${CMAKE_COMMAND} -E copy_if_different
+  ${CMAKE_SOURCE_DIR}/tools/gdb/velutils.py $<TARGET_FILE_DIR:velutils++>/${printers})
+install(FILES tools/gdb/velutils.py COMPONENT development RENAME ${printers}
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR})
+
 # Documents
 install(FILES docs/man/velutils++-status.5 docs/man/velutils++-configuration.5
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT development)
