@@ -11,7 +11,9 @@
 #include <endian.h>
 #include <string.h>
 
-#include <typeinfo>
+// The virtual table of Sha1HashContext, under the name that the Itanium C++ ABI (and ARM's, which
+// follows it) gives it. An object points to its third slot.
+extern "C" VELUTILS_API const void* const SHA1_TABLE[] __asm__("_ZTV15Sha1HashContext");
 
 namespace {
 
@@ -161,8 +163,17 @@ void transform(uint32_t* state, const unsigned char* data, unsigned long blocks)
     wipe(w, sizeof w);
 }
 
+// Whether the object is of the library's own class, not of one derived from it. typeid would not
+// do: a class that a daemon compiles with -fno-rtti has no type information.
+bool isPlain(const Sha1HashContext& digest) {
+    const void* table;
+    memcpy(&table, static_cast<const void*>(&digest), sizeof table);
+    return table == &SHA1_TABLE[2];
+}
+
 // Padding and length go through the virtual hash(), byte by byte, which derived classes may rely
-// on. Where nobody watches, all zeros go at once: that saves half of an HMAC's time.
+// on. For the library's own class all zeros go at once. That saves 0.25 us, which is 30 % of the
+// HMAC of 64 bytes and 11 % of that of 1 KiB.
 void finish(Sha1HashContext& digest, const uint32_t* count) {
     static const unsigned char PADDING[BLOCK_LENGTH] = {0x80};
     static const unsigned char ZERO = 0;
@@ -170,7 +181,7 @@ void finish(Sha1HashContext& digest, const uint32_t* count) {
     for (unsigned i = 0; i < sizeof bits; ++i)
         bits[i] = static_cast<unsigned char>(count[1 - i / 4] >> (24 - i % 4 * 8));
 
-    if (typeid(digest) == typeid(Sha1HashContext)) {
+    if (isPlain(digest)) {
         const unsigned long waiting = waitingBytes(count);
         digest.hash(PADDING, (waiting < 56 ? 56 : 120) - waiting);
     } else {
