@@ -90,6 +90,17 @@ TEST_F(ConfigFile, Lookups) {
     EXPECT_EQ(&reader_.getValue("name", fallback), &reader_.getValue("name", fallback));
 }
 
+// What the platform makes of a template before it fails is the key, unless that is nothing.
+TEST_F(ConfigFile, TemplatesThatThePlatformRefuses) {
+    load("=99\nload2=7\n");
+    EXPECT_EQ(7, reader_.getIndexedValueAsInt("load%lu%", 2, -1));
+    EXPECT_EQ(-1, reader_.getIndexedValueAsInt("load%lu%", 3, -1));
+    EXPECT_EQ(-1, reader_.getIndexedValueAsInt("%lcd", 0x110000, -1));
+    EXPECT_EQ(-1, reader_.getIndexedValueAsInt("load%2147483647lu", 2, -1));
+    EXPECT_EQ(99, reader_.getIndexedValueAsInt("", 2, -1));
+    EXPECT_EQ(99, reader_.getIndexedValueAsInt("%", 2, -1));
+}
+
 TEST_F(ConfigFile, FilesThatCannotBeRead) {
     load("old=1\n");
     ::testing::internal::CaptureStdout();
@@ -207,6 +218,9 @@ TEST_F(DaemonClient, SendsTheRequestBlock) {
     EXPECT_TRUE(client.setValueAsInt("port2", -42) && sent == block("port2", "-42"));
     EXPECT_TRUE(client.setIndexedValueAsInt("port%lu", 3, 0) && sent == block("port3", "0"));
     EXPECT_TRUE(client.setIndexedValue("port%lu", 4, "12abc") && sent == block("port4", "12abc"));
+
+    EXPECT_TRUE(client.setIndexedValue("limit%lu%", 2, "5"));
+    EXPECT_EQ(block("limit2", "5"), sent);
 
     EXPECT_EQ(-42, client.getValueAsInt("port2", number));
     EXPECT_EQ(-42, number);

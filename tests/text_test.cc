@@ -193,6 +193,7 @@ struct Edit {
     Fate shared;
 };
 const std::string spaces(597, ' ');
+const std::string longText(3000, 'x'), positional = longText + "%1$s";
 const Edit EDITS[] = {
     {EDIT(s = "xy"), "abc", 100, "xy", STAYS, RESIZED},
     {EDIT(s = ""), "abc", 100, "", STAYS, RESIZED},
@@ -236,6 +237,19 @@ const Edit EDITS[] = {
     {EDIT(s.format("%p", nullptr)), "abc", 0, "(ni", STAYS, RESIZED},         // 0x0 by measure
     {EDIT(s.format("%hhd%hhd", 5, 6)), "abc", 0, "56\0\0"s, STAYS, RESIZED},  // hdhd by measure
     {EDIT(s.concatf("%.0d", 0)), "abc", 0, "abc\0"s, STAYS, RESIZED},         // 0 by measure
+    // What the platform writes before it fails stays.
+    {EDIT(s.format("done 50%")), "abc", 0, "done 50", STAYS, RESIZED},
+    {EDIT(s.format("%d of 50%l", 7)), "abcdefghi", 0, "7 of 50", STAYS, RESIZED},
+    {EDIT(s.concatf("%.1s%lcd", "ab", 0x110000)), "abc", 100, "abca\0"s, STAYS, RESIZED},
+    {EDIT(s.format("%2147483647d%10d", 1, 2)), "abc", 100, "", EMPTIED, EMPTIED},
+    // Long outputs are rendered in place if no argument lies there.
+    {EDIT(s.format("%s%.1s", longText.c_str(), "ab")), "abc", 4000, longText + "a", STAYS, RESIZED},
+    {EDIT(s.format("%s%.2s", s.buffer() + 1, "ab")), longText + 'y', 0, longText.substr(1) + "yab",
+     STAYS, RESIZED},
+    {EDIT(s.concatf("%s%.1s", s.buffer(), "ab")), longText, 7000, longText + longText + "a", STAYS,
+     RESIZED},
+    {EDIT(s.format(positional.c_str(), s.buffer())), "abc", 4000, longText + "ab", STAYS,
+     RESIZED},  // $s by measure
 };
 
 void checkFate(Fate fate, const String& s, const Buffer* old, long oldCapacity) {
@@ -283,12 +297,20 @@ TEST(String, EditsThatDoNothingLeaveSharedBuffersShared) {
     s.insert(1, '\0').insert(1, null).insert(1, "").insert(1, String::EMPTY());
     s.replace('l', '\0');
     s.trim();
-    s.concatf("%s", "").concatf("%*d", INT_MIN, 1).format("%2147483647d%10d", 1, 2);
+    s.concatf("%s", "").concatf("%*d", INT_MIN, 1).concatf("%2147483647d%10d", 1, 2);
     EXPECT_EQ(copy.buffer(), s.buffer());
     EXPECT_EQ("hello", textOf(s));
     empty.toLowerCase(), empty.toUpperCase(), empty.replace('a', 'b'), empty.trim();
     EXPECT_EQ(Buffer::EMPTY(), bufferOf(empty));
     EXPECT_EQ(before, allocations::requests());
+}
+
+TEST(String, LongOutputInPlaceTakesNoMemory) {
+    String s("", 7000);
+    const long before = allocations::requests();
+    s.format("%.3000s", longText.c_str()).concatf("%s%c", longText.c_str(), 'y');
+    EXPECT_EQ(before, allocations::requests());
+    EXPECT_EQ(longText + longText + 'y', textOf(s));
 }
 
 TEST(String, RefusedAllocationChangesNothing) {

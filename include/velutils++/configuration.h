@@ -81,7 +81,7 @@ class VELUTILS_API ConfigReader {
 
   private:
     VELUTILS_LOCAL const String* find(const char* key) const;
-    VELUTILS_LOCAL bool store(const char* key, const char* value, const String* shared);
+    VELUTILS_LOCAL bool store(const char* key, const String& value);
     VELUTILS_LOCAL void addLine(char* line);
 
     INStringHashTable* table;  // null until initialize

@@ -181,10 +181,14 @@ class VELUTILS_API String {
     static String stringOf(unsigned long v);
     static String stringOf(void* p);  // as the platform's "%p"
 
-    // Replaces the text by the formatted output, or appends it. The length is what vstrlenf
-    // measures, the characters are those of the platform's vsnprintf, cut to that length and
-    // filled up with NULs. Arguments may point into this text. An output longer than a text can
-    // be leaves the String as it was. The format must be a literal of the program, never data.
+    // Replaces the text with the formatted output, or appends it. The length is what vstrlenf
+    // measures. The characters are those of the platform's vsnprintf, cut to that length or
+    // followed by NULs up to it. If vsnprintf fails, what it had written by then stays. An output
+    // whose length vstrlenf gives as 0 or negative (one of more than 2147483647 characters) makes
+    // the text empty, or appends nothing. Arguments may point into this text. An output that fits
+    // into an unshared buffer takes no memory, unless it has 2048 characters or more and an
+    // argument points into this text or a directive is unknown to the formatter. The format must
+    // be a literal of the program, never data.
     String& format(const char* format, ...);
     String& concatf(const char* format, ...);
 
@@ -269,8 +273,9 @@ class VELUTILS_API String {
     VELUTILS_LOCAL void take(StringBuffer* buffer);        // null changes nothing
     VELUTILS_LOCAL void takeEmpty();
     VELUTILS_LOCAL bool unshare();  // keeps the capacity; false when the heap refuses
+    VELUTILS_LOCAL void putAt(long at, const char* p, long long n);  // p may lie in this text
     VELUTILS_LOCAL void insertBytes(long position, const char* text, long long n);
-    VELUTILS_LOCAL uint32_t renderAt(long at, const char* format, va_list arguments);
+    VELUTILS_LOCAL int32_t renderAt(long at, const char* format, va_list arguments);
 
     StringBuffer* buffer_;
 };

@@ -85,24 +85,24 @@ void ConfigReader::addLine(char* line) {
     if (equals == nullptr) return;
     *equals = '\0';
     stripEverywhere(line);
-    store(line, stripEnds(equals + 1), nullptr);
+    const char* const text = stripEnds(equals + 1);
+    String value;  // shares the empty buffer, as long as there is nothing to hold
+    if (*text == '\0' || assignAll(value, text)) store(line, value);
 }
 
 bool ConfigReader::add(const String& key, const String& value) {
-    return store(key.buffer(), value.buffer(), &value);
+    return store(key.buffer(), value);
 }
 
-// Stores a String that shares `shared`'s buffer or, without one, holds the value.
-bool ConfigReader::store(const char* key, const char* value, const String* shared) {
+bool ConfigReader::store(const char* key, const String& value) {
     if (table == nullptr) return false;
     INStringHashTable::Entry** const place = table->linkOf(key);
     if (*place != nullptr) {
-        printf("cfg: Ignoring duplicate tag:%s=%s\n", key, value);
+        printf("cfg: Ignoring duplicate tag:%s=%s\n", key, value.buffer());
         return false;
     }
-    std::unique_ptr<String> copy(shared != nullptr ? new String(*shared) : new String(value));
-    const bool whole = copy->length() != 0 || *value == '\0';
-    if (!whole || !table->addBehind(place, key, copy.get())) return false;
+    std::unique_ptr<String> copy(new String(value));
+    if (!table->addBehind(place, key, copy.get())) return false;
     (void)copy.release();
     return true;
 }

@@ -5,13 +5,12 @@
 #ifndef VELUTILS_INDEXED_KEY_H
 #define VELUTILS_INDEXED_KEY_H
 
-#include <velutils++/text.h>
+#include "../text/whole_text_internal.h"
 
-// Forms the key of a template such as "port%lu". False when the heap refuses: a key that is not
-// whole would name something else.
+// Forms the key of a template such as "port%lu". False when out of memory: a truncated key would
+// name another value.
 inline bool formIndexedKey(const String& keyTemplate, unsigned long index, String* key) {
-    key->format(keyTemplate.buffer(), index);
-    return key->length() == strlenf(keyTemplate.buffer(), index);
+    return formatAll(*key, keyTemplate.buffer(), index);
 }
 
 #endif

@@ -11,6 +11,8 @@
 
 #include <velutils++/ip_address.h>
 
+#include "../text/whole_text_internal.h"
+
 #include <string.h>
 
 namespace {
@@ -96,9 +98,8 @@ String& printQuad(uint32_t word, String& out) {
         p = printOctet(p, word >> shift & 255);
         *p++ = shift > 0 ? '.' : '\0';
     }
-    out = text;
-    // A refused allocation left out as it was: better no address than another one.
-    if (strcmp(out.buffer(), text) != 0) out = String::EMPTY();
+    // Out of memory: better no address than the one that out held before.
+    if (!assignAll(out, text)) out = String::EMPTY();
     return out;
 }
 

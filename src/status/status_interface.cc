@@ -12,6 +12,8 @@
 
 #include <velutils++/status.h>
 
+#include "../text/whole_text_internal.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -32,13 +34,6 @@ bool isBase(int value) {
     return value >= STATUS_BASE_TMP && value <= STATUS_BASE_PROC;
 }
 
-// Appends all of p; false when out of memory.
-bool append(String& text, const char* p, size_t n) {
-    const long wanted = text.length() + static_cast<long>(n);
-    text.concat(p, static_cast<long>(n));
-    return text.length() == wanted;
-}
-
 // Always false.
 bool refused(const String& directory, int error) {
     syslog(LOG_ERR, "Could not create directory %s. Errno:%d!", directory.buffer(), error);
@@ -51,7 +46,7 @@ bool makeDirectories(const char* path, String& made) {
         path += strspn(path, "/");
         const size_t n = strcspn(path, "/");
         if (n == 0) break;
-        if (!append(made, "/", 1) || !append(made, path, n)) return false;
+        if (!appendAll(made, "/", 1) || !appendAll(made, path, n)) return false;
         if (mkdir(made.buffer(), 0777) != 0 && errno != EEXIST) return refused(made, errno);
         path += n;
     }
@@ -86,7 +81,7 @@ class GrowingText {
             String larger(text_.buffer(), room_);
             if (larger.length() == text_.length()) text_ = larger;
         }
-        return ::append(text_, p, n);
+        return appendAll(text_, p, n);
     }
 
     // In a buffer of the usual size, if there is memory for one.
@@ -190,14 +185,14 @@ StatusInterface::~StatusInterface() {
 
 bool StatusInterface::formPath(const String& name, String* full) const {
     *full = path;
-    return append(*full, name.buffer(), static_cast<size_t>(name.length()));
+    return appendAll(*full, name.buffer(), static_cast<size_t>(name.length()));
 }
 
 bool StatusInterface::setup(BasePath base, const String& name) {
     String made;
     if (isBase(base)) {
         String directory(BASE_DIRECTORIES[base]);
-        if (append(directory, name.buffer(), static_cast<size_t>(name.length()))) {
+        if (appendAll(directory, name.buffer(), static_cast<size_t>(name.length()))) {
             path = directory;
             if (makeDirectories(path.buffer(), made)) return true;
         }

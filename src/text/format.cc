@@ -34,6 +34,7 @@ static_assert(sizeof(Value) == sizeof(void*), "%p takes the platform's pointer")
 
 struct Arguments {
     va_list list;
+    TextRange* watched = nullptr;  // for noteOverlap()
 };
 
 struct Directive {
@@ -354,6 +355,17 @@ Directive readDirective(const char** format, Arguments& arguments) {
     return directive;
 }
 
+const char* nextPointer(Arguments& arguments) {
+    Arguments next;
+    va_copy(next.list, arguments.list);
+    const char* const pointer = va_arg(next.list, const char*);
+    va_end(next.list);
+    return pointer;
+}
+
+// What run() asks at each directive before it converts it; false ends the run.
+typedef bool Check(const Directive& directive, Arguments& arguments);
+
 // Whether the platform's printf takes the directive for the same and renders it alike. The rest
 // is not worth telling apart: null and NUL, precisions, whatever only one of the two knows.
 bool isCommon(const Directive& directive, Arguments& arguments) {
@@ -366,20 +378,29 @@ bool isCommon(const Directive& directive, Arguments& arguments) {
         case 'x':
         case 'X':
             return (directive.flags & ~(LEFT | ZERO | SHORT | LONG)) == 0;
-        case 's': {
-            Arguments next;
-            va_copy(next.list, arguments.list);
-            const bool present = va_arg(next.list, const char*) != nullptr;
-            va_end(next.list);
-            return present && (directive.flags & ~LEFT) == 0;
-        }
+        case 's':
+            return nextPointer(arguments) != nullptr && (directive.flags & ~LEFT) == 0;
         default:
             return false;
     }
 }
 
-// Produces the output. With commonOnly it gives up, with false, at the first directive that is not.
-bool run(Output& out, const char* format, Arguments& arguments, bool commonOnly = false) {
+// Notes in arguments.watched whether the platform's printf may touch that memory.
+bool noteOverlap(const Directive& directive, Arguments& arguments) {
+    TextRange& text = *arguments.watched;
+    if (directive.conversion == '\0' || strchr("diuoxXpc%", directive.conversion) != nullptr)
+        return true;
+    if (directive.conversion != 's' && directive.conversion != 'n') {
+        text.isArgument = true;  // perhaps, as in "%1$s"
+        return true;
+    }
+    const uintptr_t pointer = reinterpret_cast<uintptr_t>(nextPointer(arguments));
+    if (pointer - reinterpret_cast<uintptr_t>(text.begin) < text.size) text.isArgument = true;
+    return true;
+}
+
+// Produces the output. False when the check has ended it.
+bool run(Output& out, const char* format, Arguments& arguments, Check* check = nullptr) {
     for (;;) {
         const char* const literal = format;
         while (*format != '%' && *format != '\0') ++format;
@@ -395,7 +416,7 @@ bool run(Output& out, const char* format, Arguments& arguments, bool commonOnly 
             continue;
         }
         const Directive directive = readDirective(&format, arguments);
-        if (commonOnly && !isCommon(directive, arguments)) return false;
+        if (check != nullptr && !check(directive, arguments)) return false;
         if (directive.conversion == '\0') return true;
         convert(out, directive, arguments);
     }
@@ -410,30 +431,31 @@ int32_t formatInto(char* buffer, int32_t offset, uint32_t size, const char* form
     return static_cast<int32_t>(out.stored());
 }
 
-uint32_t measure(const char* format, Arguments& arguments) {
+int32_t measure(const char* format, Arguments& arguments) {
     Output out(nullptr, 0, UINT32_MAX);
-    run(out, format, arguments);
-    return out.stored();
+    run(out, format, arguments, arguments.watched != nullptr ? noteOverlap : nullptr);
+    return static_cast<int32_t>(out.stored());
 }
 
 }  // namespace
 
-uint32_t measureFormatted(const char* format, va_list values) {
+int32_t measureFormatted(const char* format, va_list values, TextRange* text) {
     Arguments arguments;
     va_copy(arguments.list, values);
-    const uint32_t length = measure(format, arguments);
+    arguments.watched = text;
+    const int32_t length = measure(format, arguments);
     va_end(arguments.list);
     return length;
 }
 
 bool formatLikePlatform(char* buffer, uint32_t size, const char* format, va_list values,
-                        uint32_t* length) {
+                        int32_t* length) {
     Arguments arguments;
     va_copy(arguments.list, values);
     Output out(buffer, 0, size);
-    const bool common = run(out, format, arguments, true);
+    const bool common = run(out, format, arguments, isCommon);
     va_end(arguments.list);
-    *length = out.stored();
+    *length = static_cast<int32_t>(out.stored());
     return common && out.stored() < size - 1;  // a full buffer may have lost something
 }
 
@@ -455,13 +477,13 @@ int32_t snxprintf(char* buffer, int32_t offset, uint32_t size, const char* forma
 }
 
 int32_t vstrlenf(const char* format, va_list arguments) {
-    return static_cast<int32_t>(measureFormatted(format, arguments));
+    return measureFormatted(format, arguments, nullptr);
 }
 
 int32_t strlenf(const char* format, ...) {
     Arguments arguments;
     va_start(arguments.list, format);
-    const uint32_t length = measure(format, arguments);
+    const int32_t length = measure(format, arguments);
     va_end(arguments.list);
-    return static_cast<int32_t>(length);
+    return length;
 }

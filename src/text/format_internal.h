@@ -6,14 +6,23 @@
 #define VELUTILS_FORMAT_INTERNAL_H
 
 #include <stdarg.h>
+#include <stddef.h>
 #include <stdint.h>
 
-// vstrlenf before its result is made signed, so that an output too long for a text is told apart.
-uint32_t measureFormatted(const char* format, va_list arguments);
+// A range of memory that the platform's vsnprintf may read or write through an argument.
+struct TextRange {
+    const char* begin;
+    size_t size;
+    bool isArgument;
+};
+
+// vstrlenf. Also sets text->isArgument if a text or %n argument points into the range, or if the
+// format has a directive that only the platform may know, and with it the argument.
+int32_t measureFormatted(const char* format, va_list arguments, TextRange* text);
 
 // vsnxprintf for outputs that the platform's vsnprintf renders alike. False, with anything in
 // buffer, when it may not, or the output does not fit.
 bool formatLikePlatform(char* buffer, uint32_t size, const char* format, va_list arguments,
-                        uint32_t* length);
+                        int32_t* length);
 
 #endif

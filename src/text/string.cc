@@ -132,6 +132,16 @@ void String::takeEmpty() {
     take(sharedEmpty());
 }
 
+void String::putAt(long at, const char* p, long long n) {
+    const long long length = at + n;
+    if (!mayWrite(length)) {
+        take(buildBuffer(length, at, buffer_->text(), static_cast<long>(n), p));
+        return;
+    }
+    memmove(buffer_->text() + at, p, static_cast<size_t>(n));
+    buffer_->setLength(static_cast<long>(length));
+}
+
 bool String::unshare() {
     if (!buffer_->hasMultipleReferers()) return true;
     StringBuffer* const copy = new (buffer_->capacity_) StringBuffer(*buffer_);
@@ -195,13 +205,7 @@ String& String::operator=(const char* s) {
         takeEmpty();
         return *this;
     }
-    const long long n = lengthOf(s);
-    if (!mayWrite(n)) {
-        take(buildBuffer(n, static_cast<long>(n), s));
-        return *this;
-    }
-    memmove(buffer_->text(), s, static_cast<size_t>(n));
-    buffer_->setLength(static_cast<long>(n));
+    putAt(0, s, lengthOf(s));
     return *this;
 }
 
@@ -216,15 +220,7 @@ String& String::operator=(char ch) {
 // Appending
 
 void String::internalConcat(const char* p, long n) {
-    const long old = buffer_->length_;
-    if (n > LONGEST_TEXT - old) return;
-    const long long length = static_cast<long long>(old) + n;
-    if (!mayWrite(length)) {
-        take(buildBuffer(length, old, buffer_->text(), n, p));
-        return;
-    }
-    memmove(buffer_->text() + old, p, static_cast<size_t>(n));
-    buffer_->setLength(static_cast<long>(length));
+    if (n <= LONGEST_TEXT) putAt(buffer_->length_, p, n);
 }
 
 String& String::concat(const String& other) {

@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
 // String::format and String::concatf: measured by the library's formatter, rendered by the
-// platform's vsnprintf, before anything that an argument could point into is overwritten. Short
-// outputs of common directives, which both render alike, take one pass of the library's formatter
+// platform's vsnprintf.
+//
+// An argument may point into the text that the output overwrites. So a short output is rendered on
+// the stack and then put in its place. A long output is rendered in its place, unless the measuring
+// pass has found such an argument; then it is rendered in memory of its own first. Short outputs of
+// common directives, which both formatters render alike, take one pass of the library's formatter
 // instead of the two: half of the time.
 //
 // Tested by text_test.cc and format_test.cc.
@@ -20,49 +24,53 @@
 
 namespace {
 
-// Exactly n characters: what the platform renders, cut or filled up with NULs, and a NUL.
-void renderExactly(char* area, uint32_t n, const char* format, va_list arguments) {
-    const int rendered = vsnprintf(area, static_cast<size_t>(n) + 1, format, arguments);
-    const uint32_t valid = rendered < 0 ? 0 : static_cast<uint32_t>(rendered);
-    if (valid < n) memset(area + valid, 0, n - valid + 1);
+// Renders exactly n characters: those of the platform, then NULs. Where vsnprintf fails, what it
+// had written by then stays.
+void renderExactly(char* area, int32_t n, const char* format, va_list arguments) {
+    const size_t size = static_cast<size_t>(n) + 1;
+    memset(area, 0, size);
+    vsnprintf(area, size, format, arguments);
 }
 
 }  // namespace
 
-// Replaces everything from `at` on by the output and returns its length; an empty one changes
+// Replaces everything from `at` on with the output and returns its length; one below 1 changes
 // nothing.
-uint32_t String::renderAt(long at, const char* format, va_list arguments) {
+int32_t String::renderAt(long at, const char* format, va_list arguments) {
     char local[2048];
-    uint32_t n;
-    const bool rendered = formatLikePlatform(local, sizeof local, format, arguments, &n);
-    if (!rendered) n = measureFormatted(format, arguments);
-    if (n == 0) return 0;
-
-    const long long length = static_cast<long long>(at) + n;
-    if (!mayWrite(length)) {
-        StringBuffer* const grown = buildBuffer(length, at, buffer_->text());
-        if (grown == nullptr) return n;
-        if (rendered)
-            memcpy(grown->text() + at, local, n);
-        else
-            renderExactly(grown->text() + at, n, format, arguments);
-        grown->setLength(static_cast<long>(length));
-        take(grown);
+    int32_t n;
+    if (formatLikePlatform(local, sizeof local, format, arguments, &n)) {
+        if (n > 0) putAt(at, local, n);
         return n;
     }
-    char* const area = n < sizeof local ? local : static_cast<char*>(malloc(size_t{n} + 1));
-    if (area == nullptr) return n;
-    if (!rendered) renderExactly(area, n, format, arguments);
-    memcpy(buffer_->text() + at, area, n);
-    buffer_->setLength(static_cast<long>(length));
-    if (area != local) free(area);
+
+    TextRange text = {buffer_->text(), static_cast<size_t>(buffer_->capacity_) + 1, false};
+    n = measureFormatted(format, arguments, &text);
+    if (n < 1) return n;
+    const long long length = static_cast<long long>(at) + n;
+    const bool inPlace = mayWrite(length);
+    const bool isShort = n < static_cast<int32_t>(sizeof local);
+    if (isShort || (inPlace && text.isArgument)) {
+        char* const area = isShort ? local : static_cast<char*>(malloc(static_cast<size_t>(n) + 1));
+        if (area == nullptr) return n;
+        renderExactly(area, n, format, arguments);
+        putAt(at, area, n);
+        if (!isShort) free(area);
+        return n;
+    }
+
+    StringBuffer* const target = inPlace ? buffer_ : buildBuffer(length, at, buffer_->text());
+    if (target == nullptr) return n;
+    renderExactly(target->text() + at, n, format, arguments);
+    target->setLength(static_cast<long>(length));
+    if (!inPlace) take(target);
     return n;
 }
 
 String& String::format(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    if (renderAt(0, format, arguments) == 0) takeEmpty();
+    if (renderAt(0, format, arguments) < 1) takeEmpty();
     va_end(arguments);
     return *this;
 }
