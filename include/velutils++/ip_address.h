@@ -30,7 +30,7 @@
 // Only the out argument of a text getter may need memory; when that is refused it ends up empty.
 //
 // Threads: distinct values are independent; const operations of one value may run together.
-// EMPTY() is safe to call first from several threads.
+// EMPTY() is safe to call first from several threads, and is never destroyed.
 class VELUTILS_API IpAddress {
   public:
     // 127.0.0.1, and the groups 224.0.0.0, 224.0.0.1 (all hosts) and 224.0.0.2 (all routers).

@@ -107,8 +107,9 @@ class VELUTILS_API String {
         // The capacity for a text of n >= 0 characters: the next value that is 7 modulo 16 for
         // n <= 127 (7, 23, ... 135), the next that is 63 modulo 64 above (191, 255, ...).
         static long NEAREST_VALID_STRING_LENGTH(long n);
-        // The buffer of all empty texts. It refers to itself, so it always counts as shared, is
-        // never written and never released.
+        // The buffer of all empty texts. One reference is its own, so it counts as shared while
+        // any String holds it. It is never written and never released, and can be used until the
+        // process ends.
         static StringBuffer* EMPTY();
 
         // The room for text; whether this is shared; counting another referer.
@@ -125,12 +126,18 @@ class VELUTILS_API String {
         const char* text() const { return reinterpret_cast<const char*>(this + 1); }
         VELUTILS_LOCAL void setLength(long length);
 
+        // For the object behind EMPTY(), which is initialised at compile time.
+        struct EmptyText;
+        struct Constant {};
+        constexpr explicit StringBuffer(Constant) : referers_(1), capacity_(0), length_(0) {}
+
         int32_t referers_;
         long capacity_;
         long length_;
     };
 
-    // The shared empty String.
+    // The shared empty String. It is never destroyed: destructors of static objects, atexit
+    // handlers and threads can use it until the process ends.
     static const String& EMPTY();
 
     // Of nothing, of another text, which they then share, or of a copy of the characters.

@@ -15,6 +15,8 @@
 
 #include <string.h>
 
+#include <new>
+
 namespace {
 
 const uint32_t NO_FAMILY = 0;
@@ -108,8 +110,10 @@ String& printQuad(uint32_t word, String& out) {
 // Construction, copying, comparison
 
 const IpAddress& IpAddress::EMPTY() {
-    static const IpAddress empty;
-    return empty;
+    // Never destroyed: usable until the process ends.
+    alignas(IpAddress) static char storage[sizeof(IpAddress)];
+    static const IpAddress* const empty = ::new (static_cast<void*>(storage)) IpAddress();
+    return *empty;
 }
 
 IpAddress::IpAddress() {

@@ -28,7 +28,7 @@
 namespace {
 
 // By the value of BasePath.
-const String BASE_DIRECTORIES[] = {"/tmp/status", "/nvstatus", "/proc"};
+const char* const BASE_DIRECTORIES[] = {"/tmp/status", "/nvstatus", "/proc"};
 
 bool isBase(int value) {
     return value >= STATUS_BASE_TMP && value <= STATUS_BASE_PROC;
@@ -191,8 +191,9 @@ bool StatusInterface::formPath(const String& name, String* full) const {
 bool StatusInterface::setup(BasePath base, const String& name) {
     String made;
     if (isBase(base)) {
-        String directory(BASE_DIRECTORIES[base]);
-        if (appendAll(directory, name.buffer(), static_cast<size_t>(name.length()))) {
+        String directory;
+        if (appendAll(directory, BASE_DIRECTORIES[base], strlen(BASE_DIRECTORIES[base])) &&
+            appendAll(directory, name.buffer(), static_cast<size_t>(name.length()))) {
             path = directory;
             if (makeDirectories(path.buffer(), made)) return true;
         }

@@ -29,11 +29,17 @@ typedef String::StringBuffer Buffer;
 
 // StringBuffer
 
-// The empty buffer is the only one not made by new: its storage has room for header and NUL.
+// The only buffer that new does not make.
+struct Buffer::EmptyText {
+    StringBuffer buffer{Constant()};
+    char nul = '\0';
+};
+
+// Initialised at compile time and never destroyed: code that runs before or after everything else
+// in the process can use it.
 Buffer* Buffer::EMPTY() {
-    alignas(Buffer) static char storage[sizeof(Buffer) + 1];
-    static Buffer* const empty = ::new (static_cast<void*>(storage)) Buffer();
-    return empty;
+    static EmptyText empty;
+    return &empty.buffer;
 }
 
 Buffer::StringBuffer() : StringBuffer(0) {}
@@ -151,9 +157,11 @@ bool String::unshare() {
 
 // Construction
 
+// Made in static storage, so that no destructor ends it before the process does.
 const String& String::EMPTY() {
-    static const String empty;
-    return empty;
+    alignas(String) static char storage[sizeof(String)];
+    static const String* const empty = ::new (static_cast<void*>(storage)) String();
+    return *empty;
 }
 
 String::String() : buffer_(sharedEmpty()) {}
