@@ -13,30 +13,33 @@
 
 class INStringHashTable;
 
-// A configuration file, read once into memory and then asked.
+// The entries of a configuration file, which is read once into memory.
 //
 //     # comment: "#" in the very first column
 //     name = gate 7
 //     link0.name=eth0
 //     link0.watch = on
 //
-// A line is cut at its first "=". All bytes of code 0 to 32 are removed from the key, wherever
-// they stand, and from both ends of the value. Lines without "=" are skipped. There is no quoting,
-// escaping or continuation. Keys are compared byte for byte; of several lines with one key the
-// first wins, the others are reported on standard output. The file is read in pieces of at most
-// 1022 bytes, each ending behind a newline at the latest: a longer line counts as several. A NUL
-// ends the text of its piece. The file is opened close-on-exec and read without stdio's lock
-// (fgets_unlocked): no other thread can have the stream.
+// A line is cut at its first "=". All bytes from 0 to 32 are removed from the key, wherever they
+// stand, and from both ends of the value. Lines without "=" are skipped. There is no quoting,
+// escaping or continuation. Keys are compared byte for byte. If several lines have the same key,
+// the first one counts, and the others are reported on standard output.
+//
+// The file is read in pieces of at most 1022 bytes. A piece ends after a newline at the latest.
+// Each piece counts as a line, so a longer line counts as several. A NUL hides the rest of its
+// piece. The file is opened close-on-exec and read with fgets_unlocked: no other thread can use the
+// stream.
 //
 // Indexed keys: the template is a printf format with one conversion for an unsigned long, for
 // instance "link%lu.name". It must be a literal of the program.
 //
-// Failures: a missing file is reported on standard output; a refused ordinary allocation throws
-// std::bad_alloc, and what was loaded until then stays. A value whose text finds no memory is not
-// stored. An indexed key whose text finds no memory is not looked up: the default is returned.
-// Lookups in a reader without a table give the default.
+// Failures: a file that cannot be opened is reported on standard output. If an ordinary allocation
+// fails, std::bad_alloc is thrown, and what was loaded by then stays. If the text of a value cannot
+// be allocated, the value is not stored. If the text of an indexed key cannot be allocated, the
+// lookup returns the default. So does every lookup in a reader without a table.
 //
-// Threads: one at a time, but lookups may run side by side while nothing changes the reader.
+// Threads: a reader belongs to one thread at a time. Several threads may look values up at once
+// while no thread changes the reader.
 class VELUTILS_API ConfigReader {
   public:
     ConfigReader();
@@ -44,39 +47,43 @@ class VELUTILS_API ConfigReader {
     ConfigReader& operator=(const ConfigReader&) = delete;
     virtual ~ConfigReader();
 
-    // Forgets everything (through cleanup) and loads the file into a table of `size` buckets,
-    // rounded up to a power of two; about the number of keys is a good size. False when the file
-    // cannot be opened or not be read to its end; the entries read so far stay. A size above 2^28
-    // throws std::bad_array_new_length and leaves no table.
+    // Calls cleanup(), then loads the file into a new table. size is the number of buckets, which
+    // is rounded up to a power of two; the number of keys is a good one. Returns false if the file
+    // cannot be opened or cannot be read to its end. The entries that were read stay, and lookups
+    // work. Throws std::bad_array_new_length for a size above 2^28 and leaves no table.
     virtual bool initialize(const String& path, unsigned long size);
 
-    // Forgets everything; there is no table until the next initialize.
+    // Removes all entries and the table.
     virtual void cleanup();
 
-    // The stored value, valid until the next initialize or cleanup, or defaultValue itself. The
-    // key is used as it is, unstripped.
+    // Returns the stored value, or defaultValue itself if there is none. The stored value is valid
+    // until the next initialize() or cleanup(). The key is not stripped: one that contains a blank
+    // is never found.
     virtual const String& getValue(const String& key, const String& defaultValue) const;
 
-    // 1 for "on" and 0 for "off", in upper or lower case; any other value as valueOf32 reads it.
+    // Returns 1 for "on" and 0 for "off", in upper or lower case. Any other text is converted by
+    // valueOf32(), which does not check it. Returns defaultValue if there is no value.
     virtual long getValueAsInt(const String& key, long defaultValue) const;
 
-    // The same with the key that the template and the index make.
+    // As getValue() with the key that the template and the index make.
     virtual const String& getIndexedValue(const String& keyTemplate, unsigned long index,
                                           const String& defaultValue) const;
+    // As getValueAsInt() with the key that the template and the index make.
     virtual long getIndexedValueAsInt(const String& keyTemplate, unsigned long index,
                                       long defaultValue) const;
 
-    // Adds an entry as if read from a file, but unstripped. False when the key is there already,
-    // which is reported on standard output, or when it could not be stored.
+    // Adds an entry, as initialize() does for a line, but does not strip key and value. Returns
+    // false if the key exists, which is reported on standard output, or if the entry cannot be
+    // stored.
     bool add(const String& key, const String& value);
 
-    // Copies `count` characters of source, after its leading spaces and without trailing ones, to
-    // the destination and terminates them. False, with nothing copied, when count is negative,
-    // not below destinationSize, or more than there are. The source is not changed.
+    // Skips the leading spaces of source, takes count characters, and copies them without their
+    // trailing spaces and with a NUL to destination. Returns false and copies nothing if count is
+    // negative, not below destinationSize, or more than there are. The source is not changed.
     bool strcpystrip(char* destination, int destinationSize, char* source, int count);
 
-    // The index of the first such character in the text, or -1; NUL is never found. The text is not
-    // changed.
+    // Returns the index of the first such character in text, or -1. NUL is never found. The text is
+    // not changed.
     int indexof(char* text, char character);
 
   private:
@@ -87,29 +94,29 @@ class VELUTILS_API ConfigReader {
     INStringHashTable* table;  // null until initialize
 };
 
-// A connection to the system's configuration daemon, through the daemon's client library, which
-// the program brings:
+// A connection to the system's configuration daemon. It uses the daemon's client library, which the
+// program must bring:
 //
 //     void* configd_open(void);                        null: no connection
 //     int configd_get(void* connection, void* request);  0: done
 //     int configd_set(void* connection, void* request);  0: done
 //     void configd_close(void* connection);
 //
-// A request is 2576 bytes: the key at offset 8 (256 bytes), the value at 264 (1024 bytes), both
-// NUL-terminated; the rest is zero. The four are looked up weakly: in a program without them
-// clients have no connection.
+// A request has 2576 bytes: the key at offset 8 (256 bytes), the value at offset 264 (1024 bytes),
+// both NUL-terminated, and zeros elsewhere. The library refers to the four functions weakly. In a
+// program without them, clients have no connection.
 //
-// A weak reference alone takes nothing out of an archive and does not keep a shared library that
-// the linker finds unused: the client would have no connection, without an error. To link the
-// client library in any form, include <velutils++/use_configd.h> in one source file of the program;
+// A weak reference takes nothing out of an archive, and does not keep a shared library that the
+// linker finds unused. The client would have no connection, and no error would say so. To link the
+// client library in any form, include <velutils++/use_configd.h> in one source file of the program.
 // docs/configuration-daemon.md shows other ways.
 //
-// Failures: without a connection, or when a key is longer than 255 or a value longer than 1023
-// bytes, or when the daemon refuses, a set gives false and a get leaves its value argument alone.
-// An indexed key whose text finds no memory is not sent and fails alike. There is no reconnection.
-// Nothing is logged.
+// Failures: a set returns false, and a get leaves its value argument alone. This happens without a
+// connection, for a key longer than 255 bytes or a value longer than 1023, if the daemon refuses,
+// and if the text of an indexed key cannot be allocated. The client never reconnects. Nothing is
+// logged.
 //
-// Threads: one at a time for each client.
+// Threads: a client belongs to one thread at a time.
 class VELUTILS_API ConfigDaemonClient {
   public:
     ConfigDaemonClient();
@@ -117,7 +124,8 @@ class VELUTILS_API ConfigDaemonClient {
     ConfigDaemonClient& operator=(const ConfigDaemonClient&) = delete;
     virtual ~ConfigDaemonClient();
 
-    // An integer is sent in decimal.
+    // Sets the value of a key. An integer is sent in decimal. An indexed key is made from the
+    // template and the index, as ConfigReader does it.
     virtual bool setValue(const String& key, const String& value) const;
     virtual bool setValueAsInt(const String& key, long value) const;
     virtual bool setIndexedValue(const String& keyTemplate, unsigned long index,
@@ -125,8 +133,9 @@ class VELUTILS_API ConfigDaemonClient {
     virtual bool setIndexedValueAsInt(const String& keyTemplate, unsigned long index,
                                       long value) const;
 
-    // The value argument brings the default, receives the daemon's value, and is the result. As an
-    // integer the daemon's text is read as atoi(3) reads it.
+    // Gets the value of a key into the value argument and returns that argument. If the call fails,
+    // the argument keeps what the caller stored there, which makes it the default. An integer is
+    // read as atoi(3) does. An indexed key is made from the template and the index.
     virtual String& getValue(const String& key, String& value) const;
     virtual long getValueAsInt(const String& key, long& value) const;
     virtual String& getIndexedValue(const String& keyTemplate, unsigned long index,

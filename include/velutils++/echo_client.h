@@ -2,7 +2,7 @@
  *
  * PingClient: ICMP echo requests (RFC 792) from a source address of the caller's choice.
  *
- * C++ only; included from C the header is empty.
+ * C++ only. In C the header declares nothing.
  */
 #ifndef VELUTILS_ECHO_CLIENT_H
 #define VELUTILS_ECHO_CLIENT_H
@@ -15,26 +15,26 @@
 
 #include <velutils++/text.h>
 
-// Send a request, then poll for its reply for as long as the caller's own time limit allows; the
-// client keeps no timer and never waits for an answer.
+// Send a request, then poll for its reply until your own time limit is over. The client keeps no
+// timer and never waits for an answer.
 //
-//     srand(...);                                   // once in the daemon, see below
+//     srand(...);                                   // once in the daemon
 //     PingClient client;
 //     if (client.sendSimplePing(String("192.168.1.1"), String("192.168.1.2")) == 0)
 //         ... every now and then: client.checkPingResponse() == 0 is the reply
 //
-// Identifier and first sequence number come from rand(3), which the library never seeds: seed it
-// before the first client, or the clients of all daemons start alike and take each other's
-// replies for their own.
+// The identifier and the first sequence number come from rand(3), which the library never seeds.
+// Seed it before you make the first client. Otherwise the clients of all daemons start with the
+// same numbers and take each other's replies for their own.
 //
-// The socket is raw and needs CAP_NET_RAW. It lives from a send to the next send, cleanup() or the
-// destructor; it is close-on-exec.
+// The socket is raw and needs CAP_NET_RAW. A send opens it; the next send, cleanup() or the
+// destructor closes it. It is close-on-exec.
 //
-// Failures: the results stated at each operation; nothing throws or logs.
+// Failures: as stated at each operation. Nothing throws or logs.
 //
-// Threads: a client belongs to one thread at a time; distinct clients are independent. Host names
-// are resolved with gethostbyname(3), which takes its time and shares its result in the process:
-// resolve names in one thread only. Dotted addresses need no resolver.
+// Threads: a client belongs to one thread at a time. Different clients are independent. Host names
+// are resolved with gethostbyname(3), which may block and whose result belongs to the whole
+// process: resolve names in one thread only. Dotted addresses need no resolver.
 //
 // The order of the virtual operations and of the fields is part of the binary interface.
 class VELUTILS_API PingClient {
@@ -44,27 +44,28 @@ class VELUTILS_API PingClient {
     PingClient& operator=(const PingClient&) = delete;
     virtual ~PingClient();
 
-    // Sends one request, with the next sequence number, to host, a name or a dotted address.
-    // source is the dotted address for the packet's source field, normally one of a local
-    // interface; of any other text the field gets what inet_addr(3) makes.
-    // Returns 0 when the whole packet was sent, 1 otherwise. Ends the wait for an earlier reply.
+    // Sends one request, with the next sequence number, to host, which is a name or a dotted
+    // address. source is the dotted address for the packet's source field, normally that of a local
+    // interface. It is converted by inet_addr(3) and not checked.
+    // Returns 0 if the whole packet was sent, otherwise 1. Replies to earlier requests are no
+    // longer accepted.
     virtual int sendSimplePing(String const& host, String const& source);
 
-    // Looks through what has arrived, without blocking. Returns
-    //     0  the reply to the last request was there; what came after it is kept
-    //     2  it was not; everything that was there is used up
+    // Reads the packets that have arrived, without blocking. Returns
+    //     0  found the reply to the last request; packets after it were not read
+    //     2  no reply among them; all of them were read
     //     3  receiving failed, or there is no socket
-    // The match is by identifier and sequence number alone. A raw socket sees all ICMP packets
-    // that arrive at the host: a client that pings an address of its own host sees its request
-    // first, and takes it for the reply.
+    // A packet matches by its identifier and sequence number alone. A raw socket receives all ICMP
+    // packets that arrive at the host: a client that pings an address of its own host receives its
+    // request first, and takes it for the reply.
     virtual int checkPingResponse();
 
     // Closes the socket, if there is one.
     virtual void cleanup();
 
-    // The Internet checksum (RFC 1071) of length bytes, exact for up to 128 KiB: store it in the
-    // packet as it is, without a change of byte order. data may lie at any address.
-    // sendSimplePing calls it for both checksums, and cleanup(), through the virtual table.
+    // Returns the Internet checksum (RFC 1071) of length bytes, exact for up to 128 KiB. Store it
+    // in the packet without a change of byte order. data may lie at any address. sendSimplePing()
+    // calls checksum() and cleanup() through the virtual table.
     virtual unsigned short checksum(unsigned short* data, int length) const;
 
   private:

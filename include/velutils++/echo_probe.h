@@ -1,16 +1,16 @@
 /* SPDX-License-Identifier: MIT
  *
- * EchoProbe: ICMP echo requests (RFC 792) whose replies can be believed.
+ * EchoProbe: ICMP echo requests (RFC 792) with checked replies.
  *
  *     EchoProbe probe;
  *     if (probe.send(IpAddress(String("192.168.1.1")), IpAddress()))
  *         ... when descriptor() is readable, or now and then: probe.poll() == EchoProbe::REPLY
  *
- * PingClient matches a packet by two numbers and takes its own request for the reply when it pings
- * an address of its host. EchoProbe believes only what answers its last request, and needs no
- * privilege where the system lets its group send echo requests.
+ * PingClient matches a packet by two numbers, and takes its own request for the reply when it pings
+ * an address of its host. EchoProbe accepts only a packet that answers its last request. It needs
+ * no privilege where the system lets its group send echo requests.
  *
- * Header-only: the library exports nothing for it. C++ only; included from C the header is empty.
+ * Header-only: the library exports nothing for it. C++ only. In C the header declares nothing.
  */
 #ifndef VELUTILS_ECHO_PROBE_H
 #define VELUTILS_ECHO_PROBE_H
@@ -33,31 +33,32 @@
 
 #include <velutils++/ip_address.h>
 
-// Sends a request, then looks for its reply for as long as the caller's own time limit allows. It
-// keeps no timer and never waits.
+// Send a request, then poll for its reply until your own time limit is over. The probe keeps no
+// timer and never waits.
 //
-// A reply is an ICMP echo reply of code 0 with a right checksum, from the address that was asked,
-// exactly as long as the request, with its identifier, its sequence number and its 16 random bytes.
-// Not replies are therefore: the host's own request, seen on loopback; replies to other programs or
-// to earlier requests; packets from other hosts, cut short or too long. A request to a broadcast or
-// multicast address has no reply, since other addresses answer it.
+// A reply is an ICMP echo reply of code 0 with a right checksum, from the target's address. It is
+// exactly as long as the request and has its identifier, its sequence number and its 16 random
+// bytes. These are not replies: the host's own request, seen on loopback; a reply to another
+// program or to an earlier request; a packet from another host; a packet that is too short or too
+// long. A request to a broadcast or multicast address has no reply, since other addresses answer
+// it.
 //
-// The socket is a raw one where the process may have it (CAP_NET_RAW), otherwise an unprivileged
-// ICMP socket for the groups in net.ipv4.ping_group_range (icmp(7)). The results are the same. It
-// is opened by the first successful send() and lives until close() or the destructor. It is
-// close-on-exec.
+// The socket is a raw one if the process may open it (CAP_NET_RAW). Otherwise it is an unprivileged
+// ICMP socket, which the groups in net.ipv4.ping_group_range may open (icmp(7)). The results are
+// the same. The first successful send() opens the socket; close() and the destructor close it. It
+// is close-on-exec.
 //
-// Failures: the results stated at each operation; nothing throws or logs.
+// Failures: as stated at each operation. Nothing throws or logs.
 //
-// Threads: a probe belongs to one thread at a time; distinct probes are independent. After fork()
-// only one of the two processes may use it.
+// Threads: a probe belongs to one thread at a time. Different probes are independent. After fork()
+// only one of the two processes may use the probe.
 class EchoProbe {
   public:
-    // What poll() found. UNREACHABLE: a router or the host itself reported that the request did
-    // not arrive (destination unreachable, or time to live exceeded in transit).
+    // What poll() found. UNREACHABLE: a router or the host itself reported that the request did not
+    // arrive (destination unreachable, or time to live exceeded in transit).
     enum Answer { NOTHING_YET, REPLY, UNREACHABLE, FAILED };
 
-    // Without a socket.
+    // Has no socket until the first send().
     EchoProbe()
         : fd_(-1),
           raw_(false),
@@ -70,33 +71,33 @@ class EchoProbe {
     EchoProbe& operator=(const EchoProbe&) = delete;
     ~EchoProbe() { close(); }
 
-    // Sends a request of 16 random bytes to the target, from the source address. The kernel chooses
-    // one for a source that is empty or 0.0.0.0. Masks do not count.
+    // Sends a request with 16 random bytes to the target, from the source address. If source is
+    // empty or 0.0.0.0, the kernel chooses the address. Masks do not count. An earlier request is
+    // no longer waited for, also if the call fails.
     //
-    // It ends the wait for an earlier request, also when it fails. False, and errno says why: no
-    // target, no permission, no route, a source that is not the host's, a broadcast target, or
-    // no random numbers yet (early after boot).
+    // Returns false on failure, and errno says why: no target, no permission, no route, a source
+    // that is not the host's, a broadcast target, or no random numbers yet (early after boot).
     bool send(const IpAddress& target, const IpAddress& source);
 
-    // Looks through what has arrived, at most 64 packets a call, without blocking.
-    //     NOTHING_YET  no answer so far, or the answer was already given
-    //     REPLY        the reply to the last request; ends the wait
-    //     UNREACHABLE  an ICMP error from any router that quotes the last request's destination,
-    //                  protocol, identifier and sequence number, and no reply with it; ends the
-    //                  wait
-    //     FAILED       there is no request: before the first send(), after one that failed, and
-    //                  after close()
+    // Reads at most 64 packets that have arrived, without blocking. Returns
+    //     NOTHING_YET  no answer yet, or an earlier call returned the answer
+    //     REPLY        the reply to the last request; this is its answer
+    //     UNREACHABLE  no reply, but an ICMP error from any router that quotes the last request's
+    //                  destination, protocol, identifier and sequence number; this is its answer
+    //     FAILED       no request: before the first send(), after a send() that failed, and after
+    //                  close()
     Answer poll();
 
-    // From send() to the poll() that saw the reply, by the monotonic clock, at most INT32_MAX. -1
-    // from a send() until its reply, without one, and after close().
+    // The microseconds from send() to the poll() that returned REPLY, by the monotonic clock, at
+    // most INT32_MAX. -1 if the last request has no reply yet, and after close().
     int32_t roundTripMicroseconds() const { return roundTrip_; }
 
-    // Readable when a poll() is worth while, which more packets than the reply can cause. The same
-    // one from the first successful send() until close(), else -1. It stays the probe's.
+    // The socket, for use in an event loop: call poll() when it is readable. Packets other than the
+    // reply make it readable, too. The descriptor is the same from the first successful send()
+    // until close(), and -1 otherwise. The probe owns it.
     int descriptor() const { return fd_; }
 
-    // Ends the wait and closes the socket, if there is one.
+    // Drops the request and closes the socket, if there is one.
     void close();
 
   private:

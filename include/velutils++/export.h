@@ -1,16 +1,17 @@
 /* SPDX-License-Identifier: MIT
  *
- * VELUTILS_API marks what libvelutils++.so offers to its users; everything else in the library is
- * hidden. Every public header includes this one, and those with plain functions can be included
- * from C (C99) as well as from C++ (C++11 and later).
+ * VELUTILS_API marks what libvelutils++.so exports; everything else in the library is hidden. Every
+ * public header includes this one. All of them can be included from C (C99) and C++ (C++11 and
+ * later); in C they declare the plain functions.
  */
 #ifndef VELUTILS_EXPORT_H
 #define VELUTILS_EXPORT_H
 
-/* A header that offers nothing to C is still more than nothing to include. */
+/* C compilers warn about a source file without any declaration, which a header without plain
+ * functions would leave. */
 #include <stddef.h>
 
-/* What the library offers to its users. */
+/* Exported from the library. */
 #define VELUTILS_API __attribute__((visibility("default")))
 
 /* A member of an exported class that only the library itself uses. */

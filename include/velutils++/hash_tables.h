@@ -2,25 +2,25 @@
 //
 // Hash tables from 32-bit integers and from texts to untyped pointers. C++ only.
 //
-// A table is an array of chains. It never grows: choose its size from the number of entries
-// expected; beyond it the chains lengthen.
+// A table is an array of chains. It never grows. Give it about as many buckets as you expect
+// entries; with more entries the chains become longer and operations slower.
 //
 //     buckets | 0 | -> entry -> entry -> entry      one key's entries share a chain; each chain is
 //             | 1 |                                 in the order of insertion, oldest first
 //             | 2 | -> entry
 //             | 3 |
 //
-// Keys are not unique: addEntry always adds, and lookup and removal take the oldest entry of a key.
-// Look a key up first to keep it unique.
+// Keys need not be unique: addEntry always adds an entry, and lookup and removal use the oldest
+// entry of a key. To keep a key unique, look it up before you add it.
 //
-// The table owns its entries and copies of its text keys. The values stay the caller's: they are
-// stored as they are, never looked behind and never freed. getFirstNPointers hands them all out.
+// The table owns its entries and its copies of text keys. The caller owns the values: the table
+// neither dereferences nor frees them. getFirstNPointers returns all of them.
 //
-// Failures: addEntry reports a refused allocation and changes nothing. Only constructors throw:
-// std::bad_array_new_length for a size above 268435456 (2^28), std::bad_alloc when the heap refuses
-// the array.
+// Failures: addEntry returns false when out of memory, and the table is unchanged. Only
+// constructors throw: std::bad_array_new_length for a size above 268435456 (2^28), std::bad_alloc
+// when out of memory.
 //
-// Threads: one at a time for each table, also when all of them only read.
+// Threads: a table belongs to one thread at a time, also for reading.
 
 #ifndef VELUTILS_HASH_TABLES_H
 #define VELUTILS_HASH_TABLES_H
@@ -31,7 +31,7 @@
 
 #ifdef __cplusplus
 
-// The hash function of an INUInt32HashTable. There is one; every other value is taken for it.
+// The hash function of an INUInt32HashTable. There is only one, and any other value selects it too.
 enum HashFunctionType : int {
     HASH_LOW_BITS = 0  // the low bits of the key
 };
@@ -39,34 +39,34 @@ enum HashFunctionType : int {
 // Keys are compared as 32 bits, whatever the width of long.
 class VELUTILS_API INUInt32HashTable {
   public:
-    // Makes the smallest power of two of buckets that is at least `size`, and at least 2.
+    // The number of buckets is the smallest power of two that is at least size, and at least 2.
     INUInt32HashTable(unsigned long size, HashFunctionType type);
     INUInt32HashTable(const INUInt32HashTable&) = delete;
     INUInt32HashTable& operator=(const INUInt32HashTable&) = delete;
     ~INUInt32HashTable();
 
-    // Finds the oldest entry of key. Without one, returns false and leaves *value alone.
+    // Stores the value of the oldest entry of key in *value. If there is none, returns false and
+    // leaves *value alone.
     bool getValueFromKey(unsigned long key, void** value) const;
-    // False when the heap refuses.
+    // Adds an entry. Returns false when out of memory.
     bool addEntry(unsigned long key, void* value);
-    // Removes the oldest entry of key. False when there is none.
+    // Removes the oldest entry of key. Returns false if there is none.
     bool removeEntry(unsigned long key);
-    // Empties the table; the values stay the caller's.
+    // Removes all entries. The values are not freed.
     void removeAllEntries();
 
-    // The following visit bucket after bucket and each chain from its oldest entry on.
-
-    // Writes the first n values, or all if they are fewer, and returns their number.
+    // Writes the first n values, or all if there are fewer, to out and returns their number. The
+    // order is bucket after bucket, and the oldest entry first within a chain.
     unsigned long getFirstNPointers(unsigned long n, void** out) const;
-    // Calls fn with each value. fn may dispose of what the value points to, but must not add or
-    // remove entries of this table.
+    // Calls fn with each value, in the order of getFirstNPointers(). fn may free what the value
+    // points to. It must not add entries to this table or remove any.
     void passAllPointers(void (*fn)(void*)) const;
-    // Counts the entries, each time anew.
+    // Returns the number of entries. It visits all of them each time.
     unsigned long getNumberOfKeys() const;
-    // The length of the longest chain: 1 is ideal, 0 means empty.
+    // Returns the number of entries in the longest chain: 1 is ideal, 0 means an empty table.
     unsigned long getLongestChain() const;
 
-    // The bucket of key: its low bits.
+    // Returns the bucket of key: its low bits.
     unsigned long calculateHash(unsigned long key) const;
 
   private:
@@ -81,17 +81,17 @@ class VELUTILS_API INUInt32HashTable {
     uint32_t hashMask;
 };
 
-// The same with texts as keys, compared with strcmp(3). The table copies a key that it stores.
-// REQUIRES: every key is a NUL-terminated text.
+// As INUInt32HashTable, with texts as keys. They are compared with strcmp(3). The table stores a
+// copy of each key. REQUIRES: every key is a NUL-terminated text.
 class VELUTILS_API INStringHashTable {
   public:
-    // As INUInt32HashTable.
+    // As the constructor of INUInt32HashTable.
     explicit INStringHashTable(unsigned long size);
     INStringHashTable(const INStringHashTable&) = delete;
     INStringHashTable& operator=(const INStringHashTable&) = delete;
     ~INStringHashTable();
 
-    // All as in INUInt32HashTable.
+    // As the operation of the same name in INUInt32HashTable.
     bool getValueFromKey(const char* key, void** value) const;
     bool addEntry(const char* key, void* value);
     bool removeEntry(const char* key);
@@ -101,8 +101,8 @@ class VELUTILS_API INStringHashTable {
     unsigned long getNumberOfKeys() const;
     unsigned long getLongestChain() const;
 
-    // The bucket of key: the low bits of h, which starts at 0 and becomes h ^ (h << 5) ^ c for
-    // each byte c.
+    // Returns the bucket of key: the low bits of a hash h, which starts at 0 and becomes
+    // h ^ (h << 5) ^ c for each byte c.
     unsigned long calculateHash(const char* key) const;
 
   private:

@@ -1,9 +1,9 @@
 /* SPDX-License-Identifier: MIT
  *
- * IpInterfaceStatus: the state of the host's network interfaces, read and changed through the
- * kernel's interface requests, netdevice(7).
+ * IpInterfaceStatus: reads and changes the state of the host's network interfaces with the kernel's
+ * interface requests, netdevice(7).
  *
- * C++ only; included from C the header is empty.
+ * C++ only. In C the header declares nothing.
  */
 #ifndef VELUTILS_INTERFACE_CONTROL_H
 #define VELUTILS_INTERFACE_CONTROL_H
@@ -12,18 +12,18 @@
 
 #ifdef __cplusplus
 
-// Interfaces go by their kernel names, which have at most 15 characters: a longer name is cut to
-// its first 15, except by isInterfaceAvailable. Names are NUL-terminated and not null.
+// An interface is given by its kernel name, which has at most 15 characters. A longer name is cut
+// to its first 15, except by isInterfaceAvailable(). REQUIRES: a name is a NUL-terminated text.
 //
 // Addresses and masks are numbers whose bits 31 to 24 hold the first octet: 192.168.1.1 is
 // 0xC0A80101.
 //
 // Failures: false, or 0 from the two getters, whatever the reason: no such interface, a value or
-// name that the kernel refuses, no privilege (setting needs CAP_NET_ADMIN), no descriptor left.
-// Nothing throws or logs; errno is not promised.
+// name that the kernel refuses, no privilege (changes need CAP_NET_ADMIN), no free descriptor.
+// Nothing throws or logs. errno is undefined.
 //
-// Threads: any, at the same time; there is no state. Two concurrent changes of one interface's
-// flags may lose one of them, as each reads the flags and writes them back.
+// Threads: any number at once; there is no state. To change the flags of an interface, a call reads
+// them and writes them back, so of two concurrent changes one may be lost.
 //
 // The order of the virtual operations is part of the binary interface.
 class VELUTILS_API IpInterfaceStatus {
@@ -31,32 +31,33 @@ class VELUTILS_API IpInterfaceStatus {
     IpInterfaceStatus();
     virtual ~IpInterfaceStatus();
 
-    // Whether the name of any interface contains `name`: "eth" finds eth0 and veth1, and the
-    // empty name finds every interface.
+    // Whether the name of any interface contains the given name: "eth" finds eth0 and veth1, and
+    // the empty name finds every interface.
     virtual bool isInterfaceAvailable(char const* name) const;
 
-    // Up and running: IFF_UP alone, without a carrier for instance, is not enough.
+    // Whether the interface is up and running. IFF_UP without IFF_RUNNING, for instance without a
+    // carrier, is not enough.
     virtual bool isInterfaceUp(char const* name) const;
-    // Brings the interface up when `up` is 1, and down for any other value. IFF_UP and
-    // IFF_RUNNING are set or cleared together and all other flags are kept, but the kernel decides
-    // about IFF_RUNNING itself: after success the interface can still lack its carrier.
+    // Brings the interface up if up is 1, and down for any other value. It sets or clears IFF_UP
+    // and IFF_RUNNING and keeps all other flags. The kernel decides about IFF_RUNNING itself: after
+    // success the interface can still lack its carrier, and then isInterfaceUp() is false.
     virtual bool setInterfaceUp(char const* name, int up) const;
 
-    // 0 also stands for an interface without an IPv4 address.
+    // Returns the interface's IPv4 address. 0 also means that it has none.
     virtual unsigned int getIpV4Address(char const* name) const;
-    // The kernel gives the interface the default mask of the address's class with it: set the
-    // address first, then the mask. Address 0 takes the address away.
+    // Sets the IPv4 address. The kernel also resets the mask to the default of the address's class,
+    // so set the address first and the mask after it. Address 0 removes the address.
     virtual bool setIpV4Address(char const* name, unsigned int address);
-    // 0 as for the address.
+    // Returns the mask of the interface's IPv4 address. 0 also means that it has no address.
     virtual unsigned int getIpV4Mask(char const* name) const;
-    // The interface needs an address, and the mask must be contiguous.
+    // Sets the mask. The interface must have an address, and the mask must be contiguous.
     virtual bool setIpV4Mask(char const* name, unsigned int mask);
 
-    // Whether the link manager publishes the interface that carries the traffic: the file
+    // Whether the link manager publishes the interface that carries the traffic: true if the file
     // "/tmp/status/link-manager/hotlink/interface" can be opened. Its content does not matter.
     virtual bool haveNetworkConnectivity();
 
-    // In packets; the kernel refuses more than 2147483647.
+    // Sets the length of the transmit queue, in packets. The kernel refuses more than 2147483647.
     virtual bool setTxQueueLen(char const* name, unsigned int length) const;
 };
 

@@ -1,26 +1,26 @@
 /* SPDX-License-Identifier: MIT
  *
- * Locks between processes: CSemaphore, a lock kept by the kernel under a key made from a file, and
- * CRecursiveSemaphore, a recursive mutex shared by name, which five plain functions offer too.
+ * Locks between processes. CSemaphore is a kernel semaphore whose key is made from a file.
+ * CRecursiveSemaphore is a recursive mutex shared by name, also for callers of plain functions.
  *
  * The plain functions can be called from C; the classes need C++11.
  *
  *                          CSemaphore                      CRecursiveSemaphore
- *   kept in                a System V semaphore set        /dev/shm/<name>
- *   look at it with        ipcs -s                         ls -l /dev/shm
- *   remove it with         ipcrm -s <id>                   rm /dev/shm/<name>, once nobody uses it
- *   belongs to             a process                       a thread
- *   locked again by        waits for itself for ever       held once more
- *   the holder
- *   when a holder dies     the kernel gives it back        stays held for ever
+ *   stored in              a System V semaphore set        /dev/shm/<name>
+ *   inspect it with        ipcs -s                         ls -l /dev/shm
+ *   remove it with         ipcrm -s <id>                   rm /dev/shm/<name>, once no one uses it
+ *   held by                a process                       a thread
+ *   lock() by its holder   waits for itself, forever       succeeds, and needs its own unlock()
+ *   when a holder dies     the kernel releases it          it stays locked forever
  *
- * What the locks are kept in outlives the objects and the processes: the library removes only what
- * was never made ready. Both have mode 0600. Named locks belong to one user of the machine: the one
- * whose process made the first of them owns the guard (below), and others get none.
+ * The semaphore set and the shared memory outlive the objects and the processes. The library
+ * removes only those that were never made ready. Both have mode 0600. Named locks belong to one
+ * user of the machine: the user whose process made the first of them owns the guard (see
+ * CRecursiveSemaphore), and no other user can have named locks.
  *
- * Failures are results, never exceptions; the reasons go to syslog(3) under the identity that the
- * daemon chose with openlog(3). Only an ordinary allocation that fails throws std::bad_alloc, and
- * the plain functions throw nothing.
+ * Failures are results, never exceptions. The reasons go to syslog(3) under the identity that the
+ * daemon chose with openlog(3). Only the classes throw, and only std::bad_alloc when an ordinary
+ * allocation fails.
  */
 #ifndef VELUTILS_LOCKS_H
 #define VELUTILS_LOCKS_H
@@ -36,59 +36,66 @@
 extern "C" {
 #endif
 
-/* CRecursiveSemaphore, below, for callers without classes. All that is said there holds here.
+/* A CRecursiveSemaphore for callers without classes: everything said at that class applies.
  *
- * The handle is the caller's from sem_create to sem_release; null is a handle without a lock. */
+ * The caller owns a handle from sem_create to sem_release. A null handle has no lock. */
 typedef void* semaphore_handle;
 
-/* Null when name is null or memory is short. A handle whose set-up failed is given all the same:
- * the functions below then return -1. */
+/* Opens the named lock, and creates it if it does not exist. Returns null only if name is null or
+ * when out of memory. After any other failure it returns a handle, too, and the functions that take
+ * it return -1. */
 VELUTILS_API semaphore_handle sem_create(const char* name);
 
-/* Neither unlocks nor removes the mutex: REQUIRES that this process no longer holds it. */
+/* Releases the handle. The mutex is neither unlocked nor removed.
+ * REQUIRES: this process does not hold the mutex through the handle. */
 VELUTILS_API void sem_release(semaphore_handle handle);
 
-/* 0, -1 without a working lock, else the error number of the mutex. */
+/* Waits for the mutex and locks it. Returns as CRecursiveSemaphore::lock(). */
 VELUTILS_API int sem_lock(semaphore_handle handle);
+
+/* Unlocks the mutex once. Returns as CRecursiveSemaphore::unlock(). */
 VELUTILS_API int sem_unlock(semaphore_handle handle);
+
+/* Locks the mutex if that needs no waiting. Returns as CRecursiveSemaphore::trylock(). */
 VELUTILS_API int sem_trylock(semaphore_handle handle);
 
 #ifdef __cplusplus
 }  // extern "C"
 
-// One System V semaphore: 1 while free, 0 while held. Construct, init(), then lock() and unlock()
-// in pairs. Every process, and every object, with the same file and project id uses the same one.
+// One System V semaphore: 1 while free, 0 while held. Construct it, call init(), then lock() and
+// unlock() in pairs. All objects with the same file and project id, in all processes, use the same
+// semaphore.
 //
-// The key comes from the file's inode and device (ftok(3)), so the file must stay in place: a
-// replaced file is another lock, and its users are all to be restarted. A process killed between
-// its creation of the set and the increment that makes it free leaves a set that all others wait
-// for; ipcrm removes it. (CRecursiveSemaphore removes such a guard by itself, after five seconds.)
-// Another user's set is used like any other if its mode allows it.
+// The key is made from the file's inode and device (ftok(3)). A replaced file is therefore another
+// lock, and all its users must be restarted. A process that is killed after it created the set and
+// before it made the set free leaves a lock that everyone else waits for. ipcrm removes it.
+// (CRecursiveSemaphore removes such a guard itself, after five seconds.) Another user's set is used
+// if its mode allows it.
 //
-// Threads: any, once init() is done. The holder is the process, not the thread.
+// Threads: any thread may use the object after init(). The process holds the lock, not the thread.
 //
-// Copies use the same set. The order of the fields is part of the binary interface.
+// A copy uses the same set. The order of the fields is part of the binary interface.
 class VELUTILS_API CSemaphore {
   public:
-    // Of projectID only the low 8 bits count. An empty pathname and the id 0 are logged; the
-    // object is built all the same, and init() tries what it was given.
+    // Only the low 8 bits of projectID count. An empty pathname or a projectID of 0 is logged, but
+    // init() tries it anyway.
     CSemaphore(const std::string& pathname, int projectID);
 
-    // Neither unlocks nor removes: a lock held here stays held until unlock() through another
-    // object or the end of the process.
+    // Neither unlocks nor removes the semaphore. A lock that the process holds stays held until it
+    // calls unlock() on another object, or ends.
     virtual ~CSemaphore();
 
-    // Opens the set, or creates it and makes it free. 0, or -1: the file cannot be reached, or
-    // the kernel refuses. May be repeated; the state of a set that exists is left alone.
+    // Opens the set, or creates it and makes it free. Returns 0, or -1 if the file cannot be
+    // reached or the kernel refuses. It can be called again. It does not change a set that exists.
     int init();
 
-    // Waits until the lock is free and takes it. Signals do not end the wait. 0, or -1: not
-    // initialised, or the set was removed.
+    // Waits until the lock is free and takes it. Signals do not end the wait. Returns 0, or -1
+    // without a successful init() or if the set was removed.
     int lock();
 
-    // 0, or -1 as for lock().
-    // REQUIRES: this process holds the lock. It is not checked, and a lock given back twice
-    // lets two in.
+    // Releases the lock. Returns 0, or -1 as lock() does.
+    // REQUIRES: this process holds the lock. This is not checked: after two releases, two processes
+    // can hold the lock at once.
     int unlock();
 
   private:
@@ -117,46 +124,51 @@ class VELUTILS_API CSemaphore {
 };
 
 // A recursive mutex in named shared memory. The first construction of a name, in any process,
-// creates it, and the others open it. Its operations cost what those of a mutex of the process
-// cost.
+// creates it, and the others open it. Locking it costs the same as locking a bare
+// pthread mutex.
 //
-// Creating and opening is done by one process at a time, guarded by a CSemaphore whose file is
-// /usr/lib/libvelutils++.so.1.0.0. Without that file nothing can be opened. Installing another
-// file there changes the key: restart every daemon that uses these locks, or an old and a new one
-// could set up the same name at the same time.
+// A guard lets one process at a time create and open named mutexes. It is a CSemaphore whose file
+// is /usr/lib/libvelutils++.so.1.0.0. Without that file no mutex can be opened. Another file there
+// is another guard: restart every daemon that uses these locks, or an old and a new one could set
+// up the same name at the same time.
 //
-// Only what belongs to the effective user is used. A guard that another user made or owns, and an
-// object that is another user's or no regular file, are refused, logged and left in place. The mode
-// of an object does not matter, and may be changed at any time. A guard that is removed before a
-// process has it is made again, silently.
+// Only objects of the effective user are used. A guard that another user made or owns, and an
+// object that another user owns or that is no regular file, are refused, logged and left in place.
+// The mode of an object does not matter and can be changed at any time. A guard that is removed
+// while a process waits for it is made again, silently.
 //
-// Not robust: a process that ends with the mutex held leaves it held, and every lock() after that
-// waits for ever. So give it back before the process ends or the object is destroyed; to recover,
-// stop its users, remove /dev/shm/<name> and start them again.
+// The mutex is not robust: if a process ends while it holds the mutex, every later lock() waits
+// forever. So unlock it before the process ends or the object is destroyed. To recover, stop its
+// users, remove /dev/shm/<name> and start them again.
 //
-// The owner is known by its thread number alone, as its PID namespace numbers it. Two namespaces
-// that share /dev/shm can have the same number twice: both may hold the mutex at once. After a
-// holder's death a new process with its number owns the mutex, too. Keep all users of a name in one
-// PID namespace; across several, take flock(2) or fcntl(2).
+// The mutex knows its owner by the thread's number alone, as counted in its PID namespace. If two
+// namespaces share /dev/shm, two threads with the same number can hold the mutex at once. If a
+// holder dies, a new process with its number owns the mutex. So keep all users of a name in one PID
+// namespace, or use flock(2) or fcntl(2).
 //
-// Threads: any. The mutex belongs to the thread that locked it, and only that thread unlocks it.
-// After fork() the child may use the object, and holds nothing.
+// Threads: any thread may use the object. Only the thread that locked the mutex can unlock it.
+// After fork() the child can use the object, and does not hold the mutex.
 class VELUTILS_API CRecursiveSemaphore {
   public:
-    // name as for shm_open(3): up to 255 characters without "/" but for one in front. When it
-    // fails the reason is logged, and the operations below return -1.
+    // Opens the named mutex, and creates it if it does not exist. The name is that of shm_open(3):
+    // up to 255 characters, with no "/" except one in front. If it fails, the reason is logged and
+    // lock(), unlock() and trylock() return -1.
     explicit CRecursiveSemaphore(const std::string& name);
     CRecursiveSemaphore(const CRecursiveSemaphore&) = delete;
     CRecursiveSemaphore& operator=(const CRecursiveSemaphore&) = delete;
 
-    // Does not unlock. The shared mutex stays as it is.
+    // Does not unlock or remove the mutex.
     // REQUIRES: no thread of this process holds the mutex through this object.
     virtual ~CRecursiveSemaphore();
 
-    // All three: 0, -1 without a working lock, else the error number of the mutex.
-    int lock();     // waits; the holding thread takes it once more
-    int unlock();   // EPERM: held by another thread, or by none; free after as many as lock()s
-    int trylock();  // EBUSY: held by another thread
+    // Waits for the mutex and locks it. The thread that holds it locks it once more. Returns 0, -1
+    // if the object could not be set up, or the mutex's error number.
+    int lock();
+    // Unlocks the mutex once. It is free after as many unlock()s as lock()s. Returns as lock()
+    // does; EPERM if this thread does not hold the mutex.
+    int unlock();
+    // As lock(), but does not wait: returns EBUSY if another thread holds the mutex.
+    int trylock();
 
   private:
     class private_impl;

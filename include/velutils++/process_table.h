@@ -1,17 +1,17 @@
 /* SPDX-License-Identifier: MIT
  *
  * The process table: a snapshot of the running processes, read from /proc (proc(5)), to find them
- * by command line or by id and to count them. C++ only.
+ * by command line or by id, and to count them. C++ only.
  *
  *     ProcessControl processes;
  *     processes.refresh(false);
  *     if (processes.getNumberOfProcessesByName("/usr/sbin/pppd") == 0) ...
  *
- * The snapshot changes only in refresh() and cleanup(). In between processes end, and their ids
- * may come to belong to others.
+ * Only refresh() and cleanup() change the snapshot. A process may have ended since, and its id may
+ * belong to another one.
  *
- * Threads: a ProcessControl belongs to one thread at a time; its const operations may run side by
- * side while nothing else does.
+ * Threads: a ProcessControl belongs to one thread at a time. Several threads may call its const
+ * operations at once while no thread calls another one.
  */
 #ifndef VELUTILS_PROCESS_TABLE_H
 #define VELUTILS_PROCESS_TABLE_H
@@ -25,7 +25,8 @@
 // One process of a snapshot.
 class VELUTILS_API ProcessEntry {
   public:
-    // Keeps a copy of name, which must not be null. Valid, and without a successor.
+    // Copies the name. The new entry is valid and has no successor.
+    // REQUIRES: nameText is not null.
     ProcessEntry(int processId, const char* nameText);
     ProcessEntry(const ProcessEntry&) = delete;
     ProcessEntry& operator=(const ProcessEntry&) = delete;
@@ -33,16 +34,19 @@ class VELUTILS_API ProcessEntry {
 
     // The process id.
     virtual int getPid() const;
-    // The command line: the arguments with single spaces between them, cut at 255 bytes. Reading
-    // stops after the first read that ends in a NUL, which ends every argument, or at the end of
-    // the file. A process without a command line (a kernel thread, a zombie) has the name of its
-    // directory in /proc, which is its id, in brackets instead, as "[2]".
+    // The command line: the arguments with a space between them, cut to 255 bytes. It is read until
+    // a read ends in a NUL, which ends every argument, or until the end of the file. A process that
+    // has overwritten its arguments to rename itself may leave blanks at the end. For a process
+    // without a command line (a kernel thread, a zombie) the name is that of its directory in
+    // /proc, which is its id, in brackets: "[2]".
     virtual const char* getName() const;
-    // The entry behind this one, or null.
+    // The next entry of the snapshot, or null.
     virtual ProcessEntry* getNext() const;
+    // Sets the next entry. Only ProcessControl should call it.
     virtual void setNext(ProcessEntry* entry);
-    // Whether the latest scan has seen the process. False is met only when /proc could not be read.
+    // Sets whether the latest scan has found the process. Only ProcessControl should call it.
     virtual void setValid(bool isRunning);
+    // Whether the latest scan has found the process. False only if that scan could not open /proc.
     virtual bool isValid();
 
   private:
@@ -52,8 +56,8 @@ class VELUTILS_API ProcessEntry {
     bool valid;
 };
 
-// The snapshot. It owns its entries; pointers to them are good until a refresh() that removes
-// them, cleanup() or destruction.
+// The snapshot. It owns its entries. A pointer to an entry is valid until a refresh() that removes
+// the entry, cleanup() or destruction.
 class VELUTILS_API ProcessControl {
   public:
     ProcessControl();
@@ -61,38 +65,42 @@ class VELUTILS_API ProcessControl {
     ProcessControl& operator=(const ProcessControl&) = delete;
     virtual ~ProcessControl();
 
-    // Reads /proc. With keep, entries of processes that still run stay the same objects with the
-    // names they have, and in their order; new processes follow at the end, those that ended are
-    // removed. Names are then read for new ids only: an id that was given to another process since
-    // the last refresh, or a process that runs another program now, keeps its old name. Without
-    // keep the snapshot is built anew, in the order of /proc.
+    // Reads /proc.
     //
-    // Processes that end while they are looked at are left out. When /proc cannot be opened the
-    // snapshot is empty without keep; with keep it stays, every entry marked invalid. A refused
-    // allocation propagates and leaves part of a snapshot, which the next refresh, with or without
-    // keep, puts right.
+    // Without keep, the snapshot is built anew, in the order of /proc.
     //
-    // The time is proportional to the number of processes, also with keep. A new process costs two
-    // allocations from the heap. With keep, an index of the snapshot may take a mapping of 8 to 16
-    // bytes an entry (twice that on 64-bit machines), at least 4 KiB, until the call returns. When
-    // there is no memory for it, the time grows with the square. Files are opened close-on-exec.
+    // With keep, the entries of processes that still run stay: the same objects, with their old
+    // names and in their old order. Entries of ended processes are removed, and new processes
+    // follow at the end. Only names of new ids are read. So a process that now runs another program
+    // keeps its old name, and so does an id that now belongs to another process.
+    //
+    // A process that ends during the scan is left out. If /proc cannot be opened, the snapshot
+    // becomes empty without keep, and with keep all entries stay and are marked invalid. If an
+    // allocation fails, std::bad_alloc is thrown and the snapshot is incomplete. The next refresh,
+    // with or without keep, completes it.
+    //
+    // The time is proportional to the number of processes. A new process takes two heap blocks.
+    // With keep, refresh maps 8 to 16 bytes for each entry (twice that on 64-bit machines), at
+    // least 4 KiB, as an index until it returns. Without memory for the index the time is
+    // quadratic. Files are opened close-on-exec.
     virtual void refresh(bool keep);
 
-    // The first entry after `previous`, or of all when it is null, whose name begins with prefix;
-    // null when there is none or previous is not in the snapshot. A null prefix fits every name.
+    // Returns the first entry after previous whose name begins with prefix. If previous is null,
+    // the search begins with the first entry. If prefix is null, every name matches. Returns null
+    // if there is no such entry, or if previous is not in the snapshot.
     virtual ProcessEntry* getNextProcessEntryByName(const char* prefix,
                                                     const ProcessEntry* previous) const;
-    // How many names begin with prefix; with null the number of entries.
+    // Returns how many names begin with prefix. If prefix is null, the number of entries.
     virtual int getNumberOfProcessesByName(const char* prefix) const;
-    // The entry of that process, or null.
+    // Returns the entry of that process, or null.
     virtual ProcessEntry* getProcessEntryByPid(int pid);
-    // The number of entries, those named by an id in brackets included.
+    // Returns the number of entries, also of those whose name is an id in brackets.
     virtual int getNumberOfProcesses() const;
 
-    // Empties the snapshot.
+    // Removes all entries.
     virtual void cleanup();
 
-    // Whether every byte is a digit 0 to 9, as they are in the empty text.
+    // Whether every byte is a digit from 0 to 9. True for the empty text.
     bool isNumeric(const char* text) const;
 
   private:

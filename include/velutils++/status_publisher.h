@@ -6,12 +6,12 @@
  *     wan.setup(STATUS_BASE_TMP, "/wan")   the directory /tmp/status/wan
  *     wan.publish("/state", "up")          the file /tmp/status/wan/state, holding exactly "up"
  *
- * StatusInterface::setStatus writes a value in place: readers can catch it empty or half written,
- * a full disk leaves a piece of it, and a link at the name leads the write elsewhere. publish()
- * writes a temporary file and renames it over the old value (rename(2)), so that at every moment
- * the name leads to one whole value.
+ * StatusInterface::setStatus writes a value in place. Readers can see it empty or half written, a
+ * full disk leaves a part of it, and a link at the name redirects the write. publish() writes a
+ * temporary file and renames it over the old value (rename(2)). So the name always leads to one
+ * whole value.
  *
- * Header-only: the library exports nothing for it. C++ only; included from C the header is empty.
+ * Header-only: the library exports nothing for it. C++ only. In C the header declares nothing.
  */
 #ifndef VELUTILS_STATUS_PUBLISHER_H
 #define VELUTILS_STATUS_PUBLISHER_H
@@ -33,59 +33,60 @@
 #include <velutils++/status.h>
 #include <velutils++/text.h>
 
-// All that StatusInterface does, and publish().
+// Adds publish() to StatusInterface.
 //
-// Temporary files. They lie in the directory of setup(), under names that begin with
-// TEMPORARY_PREFIX(), and exist only while publish() runs. A process that is killed there leaves
-// one; the next setup() of a StatusPublisher on the same directory and by the same user removes it.
-// The kernel decides which ones are dead: publish() holds a file lock (flock(2)) on its temporary
-// file, which ends with the process. Temporaries of living processes and threads stay. A child
-// that was forked while another thread was in publish() shares that lock until it calls execve(2)
-// or ends.
+// Temporary files lie in the directory of setup() and exist only while publish() runs. Their names
+// begin with TEMPORARY_PREFIX(). A process that is killed in publish() leaves one. The next setup()
+// of a StatusPublisher on the same directory and by the same user removes it. publish() holds a
+// file lock (flock(2)) on its temporary file, and the kernel releases it when the process ends. So
+// setup() leaves the files of living processes and threads alone. A child that was forked while
+// another thread was in publish() shares that lock until it calls execve(2) or ends.
 //
-// Watchers (inotify(7)) see a new value as IN_MOVED_TO. Programs that have the old file open keep
+// Watchers (inotify(7)) see a new value as IN_MOVED_TO. A program that has the old file open keeps
 // the old value.
 //
-// setup() is not virtual. Called through a StatusInterface&, it redirects the operations of
-// StatusInterface only: publish() stays with the directory of its own setup().
+// setup() is not virtual. If it is called through a StatusInterface&, it redirects the operations
+// of StatusInterface only: publish() keeps the directory of its own setup().
 //
-// Failures: false, and errno says why. Nothing throws. Only setup() logs, as its base does.
+// Failures: false, and errno says why. Nothing throws. Only setup() logs, as in StatusInterface.
 //
 // Threads and processes: an object belongs to one thread at a time. Any number of objects, threads
-// and processes may publish and set up in the same directory; of two values published under one
-// name at the same time, one stays.
+// and processes may publish and set up in the same directory. If two values are published under one
+// name at the same time, one of them stays.
 class StatusPublisher : public StatusInterface {
   public:
-    // How the names of temporary files begin. Programs that list a status directory skip them.
+    // How the names of temporary files begin. Programs that list a status directory should skip
+    // them.
     static const char* TEMPORARY_PREFIX() { return ".velutils-"; }
 
-    // Without a directory: publish() fails until a setup() succeeds.
+    // Has no directory: publish() fails until a setup() succeeds.
     StatusPublisher() : synced_(false) {}
 
-    // As the base class's. Then removes dead temporary files in the directory, as far as it can.
-    // An unknown base changes nothing; after any other failure publish() fails until a setup()
-    // succeeds.
+    // As StatusInterface::setup(). After that it removes temporary files that killed processes have
+    // left in the directory, as far as it can. An unknown base changes nothing. After any other
+    // failure publish() fails until a setup() succeeds.
     bool setup(BasePath base, const String& name);
 
     // Makes the file hold exactly the value, NULs included, with mode 0644 less the umask.
     //
-    // A symbolic link at the name is replaced, not followed. A directory, FIFO, socket or device
-    // there is refused, with EEXIST. It is looked for right before the rename, which would replace
-    // a FIFO, socket or device that another process makes in the instant between.
+    // A symbolic link at the name is replaced, not followed. If a directory, FIFO, socket or device
+    // is there, the call fails with EEXIST. It looks right before the rename. A FIFO, socket or
+    // device that another process makes between the two is replaced.
     //
-    // A regular file that holds the value already is left as it is: inode, times, mode and owner
+    // If a regular file holds the value already, it is left as it is: inode, times, mode and owner
     // stay, and no watcher wakes.
     //
-    // Below STATUS_BASE_NV the file and the directory entry are synced (fsync(2)) before it returns
-    // true, for an unchanged value too. Elsewhere nothing is synced.
+    // Below STATUS_BASE_NV the file and the directory entry are synced (fsync(2)) before the call
+    // returns true, also for an unchanged value. Elsewhere nothing is synced.
     //
-    // The name is joined to the directory as setStatus() does it, and ends at a NUL. Directories in
-    // it must exist and lie on the same file system. A last component that begins with
-    // TEMPORARY_PREFIX() is refused, with EINVAL.
+    // The name is joined to the directory as in setStatus(), and ends at a NUL. Directories in it
+    // must exist and lie on the same file system. If the last component begins with
+    // TEMPORARY_PREFIX(), the call fails with EINVAL.
     //
-    // True when the file holds the value. After false the old value is untouched and no temporary
-    // file is left; only when the last step fails, the sync of the directory, is the new value in
-    // place. A signal that the failed write raises (SIGXFSZ) is the caller's to handle.
+    // Returns true if the file holds the value. If it returns false, the old value is unchanged and
+    // no temporary file is left. There is one exception: if the last step fails, the sync of the
+    // directory, the new value is in place. A write beyond the file size limit raises SIGXFSZ,
+    // which the caller must handle.
     bool publish(const String& name, const String& value);
 
   private:

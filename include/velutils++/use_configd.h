@@ -1,14 +1,15 @@
 /* SPDX-License-Identifier: MIT
  *
- * Makes a program that uses ConfigDaemonClient link the configuration daemon's client library.
+ * Links the configuration daemon's client library into a program that uses ConfigDaemonClient.
  * Include this header in one source file of the program itself:
  *
  *     #include <velutils++/use_configd.h>
  *
- * libvelutils++ refers to the library's four functions weakly, which neither takes a member out of
- * an archive nor keeps a shared library that the linker finds unused. The references made here are
- * strong: the client library may be object files, an archive or a shared library, and the program
- * does not link without it. For C (C99) and C++ (C++11 and later).
+ * libvelutils++ refers weakly to the four functions of the client library. A weak reference does
+ * not take a member out of an archive, and does not keep a shared library that the linker finds
+ * unused. The references made here are strong. The client library may be object files, an archive
+ * or a shared library, and the program does not link without it. For C (C99) and C++ (C++11 and
+ * later).
  */
 #ifndef VELUTILS_USE_CONFIGD_H
 #define VELUTILS_USE_CONFIGD_H
@@ -19,8 +20,8 @@
 extern "C" {
 #endif
 
-/* The functions of the client library, under names of their own here: its header, which may be
- * included as well, may declare them with other types. */
+/* The functions of the client library. They have other names here, so that the client library's own
+ * header can be included as well and can declare them with other types. */
 void* velutils_configd_open(void) __asm__("configd_open");
 int velutils_configd_get(void* connection, void* request) __asm__("configd_get");
 int velutils_configd_set(void* connection, void* request) __asm__("configd_set");
@@ -30,7 +31,7 @@ void velutils_configd_close(void* connection) __asm__("configd_close");
 }
 #endif
 
-/* The references. Not for use. */
+/* The strong references. Not for use by programs. */
 static const struct {
     void* (*open)(void);
     int (*get)(void* connection, void* request);
