@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT
  *
  * Message digests: the HashContext interface with MD5 (RFC 1321) and SHA-1 (FIPS 180-1), and
- * HMAC (RFC 2104) over any digest behind that interface. C++ only.
+ * HMAC (RFC 2104) over any digest with that interface. C++ only.
  *
  *     Sha1HashContext sha1;
  *     sha1.initialize(0);                 // 0: the whole digest
@@ -9,8 +9,8 @@
  *     unsigned char digest[20];
  *     sha1.getHash(digest);               // once; initialize() starts the next message
  *
- * MD5 and SHA-1 are here for the protocols that prescribe them. Neither resists collisions; HMAC
- * over them is not broken by that.
+ * MD5 and SHA-1 are here for protocols that require them. Collisions can be made for both. HMAC
+ * with them is not broken by that.
  *
  * Lengths count bytes; a message may have up to 2^61 - 1 of them, also where long is 32 bits.
  * Pointers to data may have any alignment, and may be null when the length is 0. Output areas must
@@ -29,45 +29,46 @@
 
 // The order of virtual operations and of fields in these classes is part of the binary interface.
 
-// A message digest of one message after the other.
+// A digest, for one message after another.
 class VELUTILS_API HashContext {
   public:
     virtual ~HashContext();
 
-    // Starts a message, dropping one under way. returnedLength is what getHash() will write; 0, or
-    // more than the digest has, means the complete digest. Always 0 for the digests declared here;
-    // a digest that can fail returns something else, and has then started nothing.
+    // Starts a message and drops an unfinished one. returnedLength is the number of bytes that
+    // getHash() will write. 0, or more than the digest has, means the complete digest. Returns 0. A
+    // digest of your own may return another value if it fails; then no message is started.
     virtual int initialize(unsigned long returnedLength) = 0;
 
-    // Wipes message, digest and returned length from the object. Only initialize() or test() may
-    // follow. Constructors and destructors do the same.
+    // Wipes message, digest and returned length from the object. Only initialize() and test() may
+    // be called after it. Constructors and destructors wipe them, too.
     virtual void destroy() = 0;
 
-    // Adds to the message.
+    // Adds bytes to the message.
     // REQUIRES: initialize() since the last getHash(), getCompleteHash() or destroy().
     virtual void hash(const unsigned char* data, unsigned long length) = 0;
 
-    // What getHash() writes: from 1 to getCompleteHashLength().
+    // Returns how many bytes getHash() writes: from 1 to getCompleteHashLength().
     virtual unsigned long getReturnedHashLength() const = 0;
 
-    // Finish the message and write the first getReturnedHashLength() bytes of its digest, or all
-    // of it. One of the two, once a message: padding goes through hash() into the object itself,
-    // and a second call would digest it too. The digest stays in the object until initialize() or
-    // destroy().
+    // Finishes the message and writes the first getReturnedHashLength() bytes of its digest.
+    //
+    // Call either getHash() or getCompleteHash(), and only once for a message: the padding goes
+    // through hash() into the object itself, and a second call would digest it, too. The digest
+    // stays in the object until initialize() or destroy().
     virtual void getHash(unsigned char* out) = 0;
-    // The size of the digest.
+    // Returns the size of the complete digest in bytes.
     virtual unsigned long getCompleteHashLength() const = 0;
-    // See getHash().
+    // As getHash(), but writes the complete digest.
     virtual void getCompleteHash(unsigned char* out) = 0;
 
-    // Digests "abc" with this very object: 0 when the published result comes out, otherwise -1.
-    // Leaves an empty message started, with the complete returned length.
+    // Digests "abc" with this object. Returns 0 if the result is the published one, otherwise -1.
+    // Afterwards an empty message is started, whose complete digest will be returned.
     virtual int test() = 0;
 };
 
 // MD5: 16 bytes.
 //
-// A copy has the same message under way and goes on independently.
+// A copy contains the same unfinished message, and both continue independently.
 class VELUTILS_API Md5HashContext : public HashContext {
   public:
     Md5HashContext();
@@ -82,8 +83,8 @@ class VELUTILS_API Md5HashContext : public HashContext {
     void getCompleteHash(unsigned char* out) override;
     int test() override;
 
-    // Adds one block of 64 bytes to the chaining words and to nothing else: the step of which
-    // hash() is made.
+    // Adds one block of 64 bytes to the chaining words. It changes nothing else: neither the bytes
+    // that wait for a full block nor the length of the message.
     void md5Transform(const unsigned char* block);
 
   private:
@@ -93,7 +94,7 @@ class VELUTILS_API Md5HashContext : public HashContext {
     unsigned long returnedHashLength;
 };
 
-// SHA-1: 20 bytes. Copies as Md5HashContext does.
+// SHA-1: 20 bytes. It can be copied as Md5HashContext.
 class VELUTILS_API Sha1HashContext : public HashContext {
   public:
     Sha1HashContext();
@@ -118,35 +119,36 @@ class VELUTILS_API Sha1HashContext : public HashContext {
     unsigned long returnedHashLength;
 };
 
-// A keyed authenticator of one message after the other.
+// A message authentication code, for one message after another.
 class VELUTILS_API AuthenticationContext {
   public:
     virtual ~AuthenticationContext();
 
-    // Sets the key, of any length, and how many bytes getHash() shall write, 0 meaning all it has;
-    // then starts a message as reset() does. The key is not kept, only what is derived from it.
+    // Sets the key, of any length, and how many bytes getHash() will write (0: all), and starts a
+    // message as reset() does. The object keeps what is derived from the key, but not the key.
     virtual int initialize(const unsigned char* key, unsigned long keyLength,
                            unsigned long returnedLength) = 0;
 
-    // Forgets the key and lets go of what it works with. Only destruction may follow.
+    // Wipes what was derived from the key and drops the digest. Only the destructor may be called
+    // after it.
     virtual void destroy() = 0;
 
-    // Starts another message with the same key, dropping one under way. 0, or the error of the
-    // digest underneath; those declared here have none.
+    // Starts another message with the same key and drops an unfinished one. Returns 0, or the error
+    // of the digest's initialize(). The digests declared here always return 0.
     virtual int reset() = 0;
 
-    // Adds to the message.
+    // Adds bytes to the message.
     virtual void hash(const unsigned char* data, unsigned long length) = 0;
 
     // Finishes the message and writes its authentication code. Once a message. To check a code
     // that came from outside, compare in constant time, not with memcmp.
     virtual void getHash(unsigned char* out) = 0;
 
-    // The size of the whole code.
+    // Returns the size of the complete code in bytes.
     virtual unsigned long getCompleteHashLength() const = 0;
 
-    // The length given to initialize(), even if longer than the code: an output area of this size
-    // is always large enough.
+    // Returns the length given to initialize(), even if it is longer than the code. An output area
+    // of this size is large enough for getHash().
     virtual unsigned long getReturnedHashLength() const = 0;
 };
 
@@ -156,18 +158,19 @@ class VELUTILS_API AuthenticationContext {
 //     HmacContext hmac(&md5);
 //     hmac.initialize(key, keyLength, 12);    // HMAC-MD5-96
 //
-// The digest stays the caller's and must live until destroy() or the destructor; it is never
-// deleted or wiped here. Between reset() and getHash() it may not be used otherwise. What it holds
-// of the last message and key stays in it until its own initialize(), hash() or destroy() writes
-// over it; the HmacContext itself keeps nothing of them after destroy().
+// The caller owns the digest. It must live until destroy() or the destructor, which neither delete
+// nor wipe it. Between reset() and getHash() it must not be used for anything else. What it holds
+// of the last message and key stays in it until its own initialize(), hash() or destroy()
+// overwrites it. The HmacContext itself keeps nothing of them after destroy().
 //
-// Only initialize(), hash(), getHash() and getCompleteHashLength() of the digest are called. The
-// key block is always 64 bytes, so a digest of the caller's own gives standard HMAC only if it
-// works on blocks of 64 bytes. A key longer than that is replaced by its digest, of which 64 bytes
+// Of the digest, only initialize(), hash(), getHash() and getCompleteHashLength() are called. The
+// key block always has 64 bytes, so a digest of your own gives standard HMAC only if it works on
+// blocks of 64 bytes. A key longer than 64 bytes is replaced by its digest, of which 64 bytes
 // count.
 class VELUTILS_API HmacContext : public AuthenticationContext {
   public:
-    // REQUIRES: digest is not null. initialize() comes before anything else.
+    // Does not start a message: call initialize() before anything else.
+    // REQUIRES: digest is not null.
     explicit HmacContext(HashContext* digest);
     HmacContext(const HmacContext&) = delete;
     HmacContext& operator=(const HmacContext&) = delete;
@@ -178,7 +181,7 @@ class VELUTILS_API HmacContext : public AuthenticationContext {
     void destroy() override;
     int reset() override;
     void hash(const unsigned char* data, unsigned long length) override;
-    // Writes getReturnedHashLength() bytes, but never more than the digest has.
+    // Writes getReturnedHashLength() bytes, but no more than the digest has.
     void getHash(unsigned char* out) override;
     unsigned long getCompleteHashLength() const override;
     unsigned long getReturnedHashLength() const override;

@@ -2,7 +2,7 @@
  *
  * IpAddress: one IPv4 address with its network mask.
  *
- * C++ only; included from C the header is empty.
+ * C++ only. In C the header declares nothing.
  */
 #ifndef VELUTILS_IP_ADDRESS_H
 #define VELUTILS_IP_ADDRESS_H
@@ -15,21 +15,22 @@
 
 #include <velutils++/text.h>
 
-// A copyable value: no base, no virtual operations, no resources.
+// A copyable value, without a base class, virtual operations or resources.
 //
-// Words: an address or mask crosses the interface as a number whose bits 31 to 24 hold the first
-// octet, so 192.168.1.1 is 0xC0A80101. Where unsigned long is wider than 32 bits the upper bits of
-// a word that is handed in are ignored.
+// Words: an address or mask is passed as a number whose bits 31 to 24 hold the first octet, so
+// 192.168.1.1 is 0xC0A80101. If unsigned long has more than 32 bits, the upper bits of a passed
+// word are ignored.
 //
-// The empty value belongs to no family. Its address is 0.0.0.0, its mask 255.255.255.255: an
-// address that is set on it without a mask is that of a host. A stored mask is always contiguous,
-// one bits followed by zero bits. There is room for IPv6, but its operations are stubs: the
-// setters fail, the getters write nothing, and no value is ever of that family.
+// The empty value has no family. Its address is 0.0.0.0 and its mask 255.255.255.255: if you set an
+// address without a mask on it, the address is that of a host. A stored mask is always contiguous,
+// one bits followed by zero bits. There is room for IPv6, but its operations are stubs: the setters
+// fail, the getters write nothing, and no value has that family.
 //
-// Failures: nothing throws or logs. Setters return 0 or -1, and after -1 the value is as it was.
-// Only the out argument of a text getter may need memory; when that is refused it ends up empty.
+// Failures: nothing throws or logs. Setters return 0 or -1, and after -1 the value is unchanged.
+// Only the out argument of a text getter may need memory. When out of memory, it becomes empty.
 //
-// Threads: distinct values are independent; const operations of one value may run together.
+// Threads: different values are independent. Several threads may call const operations of one value
+// at once.
 // EMPTY() is safe to call first from several threads, and is never destroyed.
 class VELUTILS_API IpAddress {
   public:
@@ -42,70 +43,92 @@ class VELUTILS_API IpAddress {
     // The shared empty value.
     static const IpAddress& EMPTY();
 
-    // An argument that cannot be used, or two of which one cannot, gives the empty value.
+    // The empty value.
     IpAddress();
+    // An address with its mask. The empty value if the mask is not contiguous.
     IpAddress(unsigned long addressWord, unsigned long maskWord);
-    IpAddress(String const& text);                                 // as setIpAddrAsString
-    IpAddress(String const& addressText, String const& maskText);  // the mask beats a /prefix
+    // As setIpAddrAsString() on the empty value. The empty value if the text is not valid.
+    IpAddress(String const& text);
+    // An address and a dotted mask, which replaces a prefix length in addressText. The empty value
+    // if one of the texts is not valid.
+    IpAddress(String const& addressText, String const& maskText);
     IpAddress(IpAddress const& other);
     IpAddress& operator=(IpAddress const& other);
     ~IpAddress();
 
-    // Makes the value empty, and tells whether it is.
+    // Makes the value empty.
     void init();
+    // Whether this is the empty value.
     bool isEmpty() const;
 
-    // Text. The grammar is strict: four decimal octets without leading zeros and with dots between
-    // them; after an address perhaps a slash and a prefix length of 0 to 32; nothing else, no
-    // blanks. An address without a prefix length leaves the mask alone. A mask is dotted too.
+    // Sets the address. The text is four decimal octets with dots between them, without leading
+    // zeros. A slash and a prefix length from 0 to 32 may follow, and set the mask; otherwise the
+    // mask stays. Nothing else is accepted, also no blanks.
     int setIpAddrAsString(String const& text);
+    // Sets the mask. The text is four octets, as in an address. The mask must be contiguous.
     int setNetMaskAsString(String const& text);
-    // Replace out's text by four octets, of address AND mask in the last; by nothing when the
-    // value has no family. They return out.
+    // Replaces out's text with the address as four octets, or with the empty text if the value has
+    // no family. Returns out.
     String& getIpAddrAsString(String& out) const;
+    // As getIpAddrAsString(), for the mask.
     String& getNetMaskAsString(String& out) const;
+    // As getIpAddrAsString(), for the network's address: address AND mask.
     String& getNetAddressAsString(String& out) const;
 
-    // Words. The getters with an argument store the word there too, and return the argument. None
-    // of them looks at the family. Setting an address leaves the mask alone.
+    // Gets or sets the address as a word. The getter with an argument stores the word there and
+    // returns the argument. The getters do not check the family. The setter leaves the mask alone.
     unsigned long& getV4IpAddrAsBinaryUInt32(unsigned long& out) const;
     unsigned long getV4IpAddrAsBinaryUInt32() const;
     int setV4IpAddrAsBinaryUInt32(unsigned long word);
+    // Gets the network's address, address AND mask, as a word. The getter with an argument stores
+    // the word there and returns the argument. The getters do not check the family.
     unsigned long& getV4NetAddrAsBinaryUInt32(unsigned long& out) const;
     unsigned long getV4NetAddrAsBinaryUInt32() const;
+    // Gets or sets the mask as a word. The getter with an argument stores the word there and
+    // returns the argument. The getters do not check the family. A mask must be contiguous.
     unsigned long& getV4NetMaskAsBinaryUInt32(unsigned long& out) const;
     unsigned long getV4NetMaskAsBinaryUInt32() const;
     int setV4NetMaskAsBinaryUInt32(unsigned long word);
 
-    // Stubs: these return out and write nothing, or return -1.
+    // Stub: writes nothing and returns out.
     unsigned char* getV6IpAddrAsBinaryString(unsigned char* out) const;
     unsigned char* getV6NetAddrAsBinaryString(unsigned char* out) const;
     unsigned char* getV6NetMaskAsBinaryString(unsigned char* out) const;
+    // Stub: returns -1.
     int setV6IpAddrAsBinaryString(unsigned char const* bytes);
     int setV6NetMaskAsBinaryString(unsigned char const* bytes);
 
-    // Prefix lengths. 0 is what a value without a family has; setting one needs a family.
+    // Gets the prefix length, which is 0 for a value without a family. The getter with an argument
+    // stores it there and returns the argument.
     unsigned long& getNetMaskSize(unsigned long& size) const;
     unsigned long getNetMaskSize() const;
-    int setNetMaskSize(unsigned long size);  // at most 32
-    // Whether the mask is contiguous, and its number of leading one bits, which is stored for a
-    // mask that is not contiguous as well. A value without a family leaves size alone.
+    // Sets the mask from a prefix length of at most 32. Returns -1 for a value without a family.
+    int setNetMaskSize(unsigned long size);
+    // Stores the prefix length in size and returns true. For a value without a family it returns
+    // false and leaves size alone.
     bool isMaskValid(unsigned long& size) const;
+    // Whether the mask is contiguous. Stores the number of its leading one bits in size in any
+    // case.
     static bool s_isV4MaskValid(unsigned long maskWord, unsigned long& size);
-    static bool s_isV6MaskValid(char const* bytes, unsigned long const& size);  // stub: false
+    // Stub: returns false.
+    static bool s_isV6MaskValid(char const* bytes, unsigned long const& size);
 
-    // The pieces of the grammar. Each reads at pos and moves pos past what it consumed; outside
-    // the text stands NUL. A number of more digits than expected ends after the third (or second).
-    //
-    // An octet, or a prefix length. value is 0 when there is no number. One that is too large is
-    // consumed and stored all the same, and gives false.
+    // Reads an octet of at most three digits at pos and moves pos after it. Returns false and
+    // stores 0 if there is no number. A number above 255 is read and stored, and the result is
+    // false.
     static bool s_getV4IpAddrTokenOfString(String const& text, long& pos, unsigned long& value);
+    // Reads a prefix length of at most two digits at pos and moves pos after it. Returns false and
+    // stores 0 if there is no number. A number above 32 is read and stored, and the result is
+    // false.
     static bool s_getV4NetMaskSizeOfString(String const& text, long& pos, unsigned long& value);
+    // If c is the character at pos, moves pos after it and returns true. Positions outside the text
+    // hold NUL.
     static bool s_getCharOfString(String const& text, long& pos, char c);
+    // Whether pos is at the end of the text or after it.
     static bool s_getEndOfString(String const& text, long pos);
 
-    // Classes by the leading address bits, whatever the mask. Here and below: false for a value
-    // without a family.
+    // Whether the address is of this class, by its leading bits. The mask does not matter. False
+    // for a value without a family.
     bool isV4ClassA() const;
     bool isV4ClassB() const;
     bool isV4ClassC() const;
@@ -115,19 +138,21 @@ class VELUTILS_API IpAddress {
     bool isLoopback() const;    // 127/8
     bool isLocalGroup() const;  // 224.0.0/24
 
-    // Roles of address and mask together. A subnet is one of class A, B or C outside 0/8, with a
-    // prefix length of 2 to 30, whose network bits are not all zero and not all one; in it the
-    // first address is the network, the last the directed broadcast, any other an interface.
-    bool isHostType() const;   // class A, B or C outside 0/8, with prefix length 32
-    bool isDefGwType() const;  // 0.0.0.0/0
-    bool isNetType() const;    // a network, or isDefGwType()
-    bool isIfaceType() const;
-    bool isLimBcType() const;  // 255.255.255.255, whatever the mask
-    bool isDirBcType() const;
+    // Whether address and mask together have this role. False for a value without a family.
+    //
+    // A subnet has an address of class A, B or C outside 0/8 and a prefix length from 2 to 30, and
+    // its network bits are neither all zero nor all one. Its first address is the network, its last
+    // the directed broadcast, and any other one an interface.
+    bool isHostType() const;      // class A, B or C outside 0/8, with prefix length 32
+    bool isDefGwType() const;     // 0.0.0.0/0
+    bool isNetType() const;       // the network of a subnet, or isDefGwType()
+    bool isIfaceType() const;     // an interface of a subnet
+    bool isLimBcType() const;     // 255.255.255.255, whatever the mask
+    bool isDirBcType() const;     // the directed broadcast of a subnet
     bool isValidAddress() const;  // any of these roles
 
-    // Whether other's address lies in this network. Other's family and mask do not count, so
-    // 0.0.0.0/0 contains the empty value too.
+    // Whether other's address lies in this network. False if this value has no family. Other's
+    // family and mask do not count, so 0.0.0.0/0 contains the empty value, too.
     bool contains(IpAddress const& other) const;
 
   private:
@@ -143,7 +168,7 @@ class VELUTILS_API IpAddress {
     uint32_t mask[4];
 };
 
-// All of family, address and mask.
+// Compares family, address and mask.
 VELUTILS_API bool operator==(IpAddress const& a, IpAddress const& b);
 VELUTILS_API bool operator!=(IpAddress const& a, IpAddress const& b);
 

@@ -3,12 +3,12 @@
  * The status tree: a daemon's values as small files and links that other programs read, FIFOs
  * through which other programs send it bytes, and the catalogue of the router's events.
  *
- *     setup(STATUS_BASE_TMP, "/wan")     the directory /tmp/status/wan, with what is missing above
+ *     setup(STATUS_BASE_TMP, "/wan")     the directory /tmp/status/wan and its missing parents
  *     setStatus("/state", "up")          the file /tmp/status/wan/state, holding exactly "up"
  *     setLink("/active", "state")        the link /tmp/status/wan/active -> state
  *     setupIpcRxFifo("/ctl", &observer)  the FIFO /tmp/status/wan/ctl, read from the libevent loop
  *
- * Names are joined to the directory with nothing between, so they bring their own "/".
+ * Names are appended to the directory as they are, so they must begin with "/".
  *
  * The event catalogue can be used from C; the classes need C++11.
  */
@@ -105,18 +105,18 @@ class VELUTILS_API StatusFifoObserver {
   public:
     virtual ~StatusFifoObserver() {}
 
-    // Called from the libevent loop with the next 1 to 99 bytes, in order; a NUL follows them.
-    // The bytes are valid during the call only. `receiver` converted to unsigned long is the
-    // identifier that setupIpcRxFifo gave. A FIFO is a byte stream: one write may arrive in
-    // several calls and several writes in one.
+    // Called from the libevent loop with the next 1 to 99 bytes, in order. A NUL follows them,
+    // which length does not count. The bytes are valid during the call only. The receiver,
+    // converted to unsigned long, is the identifier that setupIpcRxFifo() returned. A FIFO is a
+    // byte stream: one write may arrive in several calls, and several writes in one.
     //
-    // Must not throw: libevent's loop cannot be left that way. An exception is stopped and logged
-    // (LOG_ERR), and the receiver goes on with the bytes that follow. The end of a thread, by
-    // pthread_exit(3) or cancellation, is not stopped.
+    // It must not throw, because an exception cannot pass through libevent's loop. An exception is
+    // caught and logged (LOG_ERR), and the receiver continues with the bytes that follow.
+    // pthread_exit(3) and the cancellation of a thread are not caught.
     virtual void handleFifoData(struct bufferevent* receiver, char* data, size_t length) = 0;
 };
 
-// One FIFO receiver of a StatusInterface, which makes, owns and frees it.
+// One FIFO receiver. The StatusInterface makes it, owns it and frees it.
 class VELUTILS_API StatusFifoEntry {
   public:
     StatusFifoEntry();
@@ -130,68 +130,70 @@ class VELUTILS_API StatusFifoEntry {
 
 // A daemon's directory in the status tree and the FIFO receivers in it.
 //
-// Values are written in place, so a reader can catch a file empty or half written. Files and links
-// outlive the object and the process; FIFO nodes go with their receivers. Without a successful
-// choice of a base directory, names are paths of their own. Names are used as they are, ".."
-// included: they must never come from outside.
+// Values are written in place, so a reader can see a file empty or half written. Files and links
+// outlive the object and the process; FIFO nodes are removed with their receivers. Before a setup()
+// with a known base, names are paths of their own. Names are used as they are, ".." included: they
+// must never come from outside.
 //
-// Other users may write in the tree. No call waits for what it finds at a name, except that
-// setStatus opens and writes a device as open(2) and write(2) do.
+// Other users may be able to write in the tree. No call waits for what it finds at a name, except
+// that setStatus() opens and writes a device as open(2) and write(2) do.
 //
-// Failures: false or 0. Those of setup are also logged with syslog(3) at LOG_ERR, in the calling
-// program's log.
+// Failures: false or 0. setup() also logs its failures with syslog(3) at LOG_ERR.
 //
-// Threads and processes: an object belongs to one thread at a time, and one with receivers to the
-// thread that runs libevent's loop. Every call opens and closes its own file; any number of
-// objects and processes may work in the same directory. A forked child has a copy of the object:
-// it must leave with _exit(2), or start another program. With exit(3), the destructor of a static
-// object would remove the FIFOs of the parent.
+// Threads and processes: an object belongs to one thread at a time, and an object with receivers to
+// the thread that runs libevent's loop. Each call opens and closes its own file. Any number of
+// objects and processes may use the same directory. A forked child has a copy of the object: it
+// must end with _exit(2) or start another program. With exit(3), the destructor of a static object
+// would remove the parent's FIFOs.
 class VELUTILS_API StatusInterface {
   public:
     StatusInterface();
     StatusInterface(const StatusInterface&) = delete;
     StatusInterface& operator=(const StatusInterface&) = delete;
-    virtual ~StatusInterface();  // removes the receivers
+    virtual ~StatusInterface();  // as cleanup()
 
-    // Chooses the directory and makes it and whatever is missing above it, with mode 0777 less
-    // the umask. A link to a directory counts as one; a plain file or a link that leads nowhere
-    // fails with ENOTDIR or ENOENT in the log. After a directory could not be made the choice
-    // stays; an unknown base changes nothing. Receivers stay where they are.
+    // Chooses the directory, and makes it and its missing parents with mode 0777 less the umask. A
+    // link to a directory counts as one. Returns false for a plain file (ENOTDIR in the log) and
+    // for a link that leads nowhere (ENOENT). If a directory cannot be made, the choice stays all
+    // the same. An unknown base changes nothing. Receivers stay where they are.
     bool setup(BasePath base, const String& name);
 
     // Removes all receivers and their FIFO nodes.
     void cleanup();
 
-    // Replaces the file's content by exactly the value, with mode 0644 less the umask when it is
-    // new. False when it could not be opened or the value not be written whole. Into a FIFO, up to
-    // PIPE_BUF bytes are written whole or not at all and a longer value may be cut; without a
-    // reader or room the result is false. There is no SIGPIPE.
+    // Replaces the file's content with exactly the value. A new file has mode 0644 less the umask.
+    // Returns false if the file cannot be opened or the value cannot be written whole.
+    //
+    // Into a FIFO, up to PIPE_BUF bytes are written whole or not at all, and a longer value may be
+    // cut. If it has no reader or no room, the result is false. SIGPIPE is not raised.
     bool setStatus(const String& name, const String& value);
 
-    // Reads a regular file, also another daemon's; those in /proc are regular. Anything else is
-    // refused without opening it. A NUL hides what follows up to the next multiple of 99 bytes.
-    // False, with what was read so far, when the file could not be read to its end, out of memory,
-    // and for a file of more than 2147483647 bytes.
+    // Reads a value, also another daemon's. The file must be a regular one, as those in /proc are;
+    // anything else is not even opened. A NUL hides what follows it up to the next multiple of 99
+    // bytes. Returns false, and stores what was read so far, if the file cannot be read to its end,
+    // when out of memory, and for a file of more than 2147483647 bytes.
     bool getStatus(const String& name, String& value) const;
 
-    // Removes what is at the name and, unless the target is empty, makes a symbolic link there.
+    // Removes what is at the name. If the target is not empty, makes a symbolic link to it there.
     bool setLink(const String& name, const String& target);
 
-    // Makes a FIFO (mode 0666 less the umask) in place of whatever is at the name, and a receiver
-    // that hands its bytes to the observer. Needs libevent's default event base (event_init).
-    // Returns the receiver's identifier, or 0, also when somebody else replaced the new FIFO before
-    // it was opened. The observer stays the caller's and must outlive the receiver.
-    // After a failed read, when libevent is out of memory, the receiver stays silent: set it up
-    // anew.
+    // Removes what is at the name and makes a FIFO there, with mode 0666 less the umask, and a
+    // receiver that passes its bytes to the observer. Returns the receiver's identifier, or 0 on
+    // failure. It fails without libevent's default event base, so call event_init() first. It also
+    // fails if someone else replaces the new FIFO before it is opened. The caller owns the
+    // observer, which must outlive the receiver.
+    //
+    // If libevent cannot allocate memory for incoming bytes, the receiver stops. Set it up again to
+    // recover.
     unsigned long setupIpcRxFifo(const String& name, StatusFifoObserver* observer);
 
-    // Removes the receiver and its FIFO node, unless another node has taken its place; an unknown
-    // identifier is ignored. May be called from handleFifoData, for the receiver being served as
-    // well: nothing more is delivered from it.
+    // Removes the receiver, and its FIFO node unless another node has taken its place. An unknown
+    // identifier is ignored. It can be called from handleFifoData(), also for the receiver that is
+    // delivering: nothing more is delivered from it.
     void deleteIpcRxFifo(unsigned long identifier);
 
-    // The read callback of the receivers: hands all that waits in the buffered event's input to
-    // the observer (the argument).
+    // The read callback of the receivers: passes everything in the bufferevent's input to the
+    // observer.
     static void STATUS_FIFO_READ_EVENT(struct bufferevent* receiver, void* observer);
 
   private:
