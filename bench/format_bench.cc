@@ -89,8 +89,7 @@ Body intoGString(const char* format, Values... values) {
 
 template <class... Values>
 void compare(const char* format, fmt::format_string<const Values&...> fmtFormat, Values... values) {
-    std::string quoted = std::string("\"") + format + "\"";
-    std::replace(quoted.begin(), quoted.end(), '|', '!');  // which separates the fields of a name
+    const std::string quoted = std::string("`") + format + "`";
     sideBySide("snxprintf " + quoted, "snxprintf", bySnxprintf(format, values...),
                {{"snprintf", "0.5", bySnprintf(format, values...)},
                 {"fmt::format_to_n", "1.0", byFmt<Values...>(fmtFormat, values...)}});

@@ -10,9 +10,12 @@
 
 #include <benchmark/benchmark.h>
 
+#include <chrono>
 #include <functional>
 #include <initializer_list>
 #include <string>
+
+#include "progress.h"
 
 typedef std::function<void(benchmark::State&)> Body;
 
@@ -25,6 +28,14 @@ Body repeat(Operation operation) {
     };
 }
 
+inline void registerRuns(const std::string& name, const Body& body) {
+    benchmark::RegisterBenchmark(name.c_str(), [body](benchmark::State& state) {
+        const auto start = std::chrono::steady_clock::now();
+        body(state);
+        reportRun(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    });
+}
+
 struct Peer {
     const char* name;
     const char* aim;  // the ratio ours / peer not to be exceeded
@@ -33,10 +44,9 @@ struct Peer {
 
 inline void sideBySide(const std::string& workload, const char* ours, const Body& body,
                        std::initializer_list<Peer> peers) {
-    benchmark::RegisterBenchmark((workload + " | " + ours).c_str(), body);
+    registerRuns(workload + " | " + ours, body);
     for (const Peer& peer : peers)
-        benchmark::RegisterBenchmark((workload + " | " + peer.name + " | " + peer.aim).c_str(),
-                                     peer.body);
+        registerRuns(workload + " | " + peer.name + " | " + peer.aim, peer.body);
 }
 
 // The same operation on inputs of n, 10 n and 100 n. `growth` says what the behaviour demands.
@@ -45,7 +55,7 @@ inline void scaling(const char* operation, const char* growth, long n,
     for (long size = n; size <= 100 * n; size *= 10) {
         const std::string name =
             std::string("scaling | ") + operation + " | " + growth + " | " + std::to_string(size);
-        benchmark::RegisterBenchmark(name.c_str(), bodyFor(size));
+        registerRuns(name, bodyFor(size));
     }
 }
 

@@ -116,7 +116,7 @@ void registerText() {
     scaling("String toLowerCase and toUpperCase, chars", "linear", 100, lowerAndUpper);
     scaling("String equalsIgnoreCase, chars", "linear", 100, equalWithoutCase);
     scaling("String indexOfIgnoreCase, chars", "linear", 100, indexWithoutCase);
-    scaling("String format \"%s\", chars", "linear", 100, [](long n) {
+    scaling("String format `%s`, chars", "linear", 100, [](long n) {
         return repeat([text = mixedText(static_cast<size_t>(n))] {
             String out;
             out.format("%s", text.c_str());
