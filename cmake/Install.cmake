@@ -56,15 +56,26 @@ install(FILES tools/gdb/velutils.py COMPONENT development RENAME ${printers}
   DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR})
 
 # Documents
-install(FILES docs/man/velutils++-status.5 docs/man/velutils++-configuration.5
-  DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT development)
-install(FILES docs/man/velutils++.7 DESTINATION ${CMAKE_INSTALL_MANDIR}/man7
-  COMPONENT development)
 file(GLOB pages CONFIGURE_DEPENDS docs/*.md)
 install(FILES README.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
 install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT development)
 install(DIRECTORY examples platform DESTINATION ${CMAKE_INSTALL_DOCDIR}
   COMPONENT development USE_SOURCE_PERMISSIONS)
+
+# The manual, made from the pages
+find_program(LOWDOWN lowdown DOC "Makes manual pages of docs/*.md")
+if(LOWDOWN)
+  add_custom_command(OUTPUT manual/done
+    COMMAND ${CMAKE_SOURCE_DIR}/docs/build-manual ${CMAKE_CURRENT_BINARY_DIR}/manual
+    COMMAND ${CMAKE_COMMAND} -E touch manual/done
+    DEPENDS ${pages} docs/build-manual docs/man/velutils++.7 CMakeLists.txt
+    COMMENT "Building the manual")
+  add_custom_target(manual ALL DEPENDS manual/done)
+  install(DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/manual/man5 ${CMAKE_CURRENT_BINARY_DIR}/manual/man7
+    DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT development)
+else()
+  message(STATUS "lowdown is missing: no manual pages of sections 5 and 7")
+endif()
 
 # The reference, made from the public headers
 option(VELUTILS_REFERENCE "Build the reference with Doxygen: HTML, and man pages to install" OFF)
