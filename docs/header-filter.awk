@@ -4,7 +4,7 @@
 #
 #   - the first comment is about the file,
 #   - a comment directly above declarations is about all of them, up to the next empty line or
-#     comment,
+#     comment; one that is a template, or has its body on lines of its own, stands alone,
 #   - a comment with an empty line below it belongs to the next declarations as well,
 #   - a comment behind a declaration is about that one.
 #
@@ -99,7 +99,7 @@ in_assert || /^static_assert/ { in_assert = !/;/; next }
 {
     end_block()
     if (kept != "") {
-        if ($0 !~ /\{$/) { print "///@{"; group = 1 }
+        if ($0 !~ /\{$|^ *template </) { print "///@{"; group = 1 }
         print_kept()
     }
     comment = match($0, / *(\/\/|\/\*) /) ? escaped(comment_text(substr($0, RSTART))) : ""

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
 #include <velutils++/locks.h>
+#include <velutils++/scoped_lock.h>
 
 #include <gtest/gtest.h>
 
@@ -627,6 +628,64 @@ TEST_F(RecursiveSemaphoreTest, PlainFunctions) {
     }
     sem_release(failure);
     expectWorking();
+}
+
+// Notes its calls; the results are set.
+struct NotingLock {
+    int lock() { return calls += 'l', lockResult; }
+    int trylock() { return calls += 't', lockResult; }
+    int unlock() { return calls += 'u', unlockResult; }
+    int lockResult, unlockResult;
+    std::string calls;
+};
+
+TEST(ScopedLock, GivesBackWhatItHoldsAndOnlyThat) {
+    const struct {
+        int lockResult, unlockResult;
+        bool early;
+        const char* calls;
+    } rows[] = {{0, 0, false, "lutu"},
+                {0, 0, true, "lutu"},
+                {0, EPERM, true, "lutu"},
+                {-1, 0, false, "lt"},
+                {EBUSY, 0, true, "lt"}};
+    for (const auto& row : rows) {
+        NotingLock lock = {row.lockResult, row.unlockResult, ""};
+        const auto check = [&](ScopedLock<NotingLock>& guard) {
+            const bool taken = row.lockResult == 0;
+            EXPECT_EQ(taken, guard.held());
+            EXPECT_EQ(taken, static_cast<bool>(guard));
+            if (!row.early) return;
+            EXPECT_EQ(taken ? row.unlockResult : -1, guard.unlock());
+            EXPECT_EQ(-1, guard.unlock());
+            EXPECT_FALSE(guard.held());
+            EXPECT_EQ(row.lockResult, guard.result());
+        };
+        {
+            ScopedLock<NotingLock> guard(lock);
+            check(guard);
+        }
+        {
+            ScopedLock<NotingLock> guard(lock, TRY_LOCK);
+            check(guard);
+        }
+        EXPECT_EQ(row.calls, lock.calls);
+    }
+}
+
+TEST_F(RecursiveSemaphoreTest, IsHeldForAScope) {
+    Mutex lock(NAME);
+    {
+        const ScopedLock<Mutex> guard(lock), again(lock, TRY_LOCK);
+        EXPECT_TRUE(guard && again);
+        EXPECT_EQ(EBUSY, inChild(&Mutex::trylock));
+    }
+    EXPECT_EQ(0, inChild(&Mutex::trylock));  // ends with it held
+    const ScopedLock<Mutex> guard(lock, TRY_LOCK);
+    EXPECT_EQ(EBUSY, guard.result());
+    CSemaphore uninitialised("/", 1);
+    EXPECT_FALSE(ScopedLock<CSemaphore>(uninitialised).held());
+    expectLog({CREATED, "3CSemaphore::lock() - invalid semId!"});
 }
 
 }  // namespace
