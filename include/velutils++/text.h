@@ -18,6 +18,12 @@
 #include <velutils++/export.h>
 
 #ifdef __cplusplus
+#include <type_traits>
+
+/* On overloads that keep the meaning of old programs; see EnableForNumber. */
+#define VELUTILS_NUMBER_AS_TEXT \
+    __attribute__((deprecated("a number becomes one character: use String::stringOf()")))
+
 extern "C" {
 #endif
 
@@ -38,19 +44,21 @@ extern "C" {
  * output is only measured. Widths and precisions above 2147483647 count as 2147483647.
  *
  * No allocation, no state, no errors but those stated. The format must not be null; arguments are
- * taken as the directives say, unchecked. Threads: any, each on its own buffer. */
+ * taken as the directives say, unchecked. With -Wformat (part of -Wall) the compiler compares them
+ * with the format, as for printf(3). Threads: any, each on its own buffer. */
 
 /* Writes the output from its character number `offset` on, at most size - 1 characters and a NUL,
  * and returns how many characters were stored. A long output can so be fetched in pieces. Returns
  * 0 and writes nothing if buffer is null, offset is negative or size is 0. */
-VELUTILS_API int32_t snxprintf(char* buffer, int32_t offset, uint32_t size, const char* format,
-                               ...);
+VELUTILS_API int32_t snxprintf(char* buffer, int32_t offset, uint32_t size, const char* format, ...)
+    __attribute__((format(printf, 4, 5)));
 VELUTILS_API int32_t vsnxprintf(char* buffer, int32_t offset, uint32_t size, const char* format,
-                                va_list arguments);
+                                va_list arguments) __attribute__((format(printf, 4, 0)));
 
 /* The length of the whole output, without the NUL. */
-VELUTILS_API int32_t strlenf(const char* format, ...);
-VELUTILS_API int32_t vstrlenf(const char* format, va_list arguments);
+VELUTILS_API int32_t strlenf(const char* format, ...) __attribute__((format(printf, 1, 2)));
+VELUTILS_API int32_t vstrlenf(const char* format, va_list arguments)
+    __attribute__((format(printf, 1, 0)));
 
 /* Compare two NUL-terminated texts, A to Z taken as a to z: exactly -1, 0 or 1. strnicmp looks at
  * no more than count characters; a negative count sets no bound. Neither accepts null. */
@@ -59,6 +67,14 @@ VELUTILS_API int strnicmp(const char* a, const char* b, int32_t count);
 
 #ifdef __cplusplus
 }  // extern "C"
+
+// Chooses the overloads for a number where a text or a character is expected: any arithmetic or
+// enumeration type but char. The result is one character, as ever: static_cast<char>(number). The
+// compiler warns about every use. A character that was computed needs that cast.
+template <class Number>
+using EnableForNumber =
+    typename std::enable_if<std::is_scalar<Number>::value && !std::is_same<Number, char>::value &&
+                            std::is_convertible<Number, char>::value>::type;
 
 // A copy-on-write text. A String is one pointer to a shared, counted buffer:
 //
@@ -145,6 +161,9 @@ class VELUTILS_API String {
     String(const String& other);
     String(char ch);  // NUL gives the empty text
     String(const char* s);
+    // One character: the number's low byte. For its digits use stringOf().
+    template <class Number, class = EnableForNumber<Number>>
+    VELUTILS_NUMBER_AS_TEXT String(Number ch) : String(static_cast<char>(ch)) {}
     // Reserves room for `capacity` characters; never shortens s. Has a buffer of its own even for
     // an empty s.
     String(const char* s, long capacity);
@@ -156,6 +175,11 @@ class VELUTILS_API String {
     String& operator=(const String& other);
     String& operator=(const char* s);  // s may point into this text
     String& operator=(char ch);
+    // One character, as the constructor.
+    template <class Number, class = EnableForNumber<Number>>
+    VELUTILS_NUMBER_AS_TEXT String& operator=(Number ch) {
+        return *this = static_cast<char>(ch);
+    }
 
     // Append.
     String& concat(const String& other);
@@ -163,6 +187,11 @@ class VELUTILS_API String {
     String& operator+=(const String& other);
     String& operator+=(const char* s);
     String& operator+=(char ch);  // NUL adds nothing
+    // One character, as the constructor.
+    template <class Number, class = EnableForNumber<Number>>
+    VELUTILS_NUMBER_AS_TEXT String& operator+=(Number ch) {
+        return *this += static_cast<char>(ch);
+    }
     // Appends n >= 1 bytes; p is not null, and may point into this text.
     void internalConcat(const char* p, long n);
 
@@ -184,6 +213,8 @@ class VELUTILS_API String {
     static String stringOf(char ch);
     static String stringOf(const char* s);
     static String stringOf(const char* s, long start, long count);
+    static String stringOf(int v) { return stringOf(static_cast<long>(v)); }
+    static String stringOf(unsigned int v) { return stringOf(static_cast<unsigned long>(v)); }
     static String stringOf(long v);
     static String stringOf(unsigned long v);
     static String stringOf(void* p);  // as the platform's "%p"
@@ -196,8 +227,8 @@ class VELUTILS_API String {
     // into an unshared buffer takes no memory, unless it has 2048 characters or more and an
     // argument points into this text or a directive is unknown to the formatter. The format must
     // be a literal of the program, never data.
-    String& format(const char* format, ...);
-    String& concatf(const char* format, ...);
+    String& format(const char* format, ...) __attribute__((format(printf, 2, 3)));
+    String& concatf(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
     // Order. The sign is that of the other text against this one: positive when this text sorts
     // first. Both read NUL-terminated texts. compareToIgnoreCase gives exactly -1, 0 or 1.
@@ -261,6 +292,11 @@ class VELUTILS_API String {
     String& insert(long position, const String& text);
     String& insert(long position, const char* text);
     String& insert(long position, char ch);
+    // One character, as the constructor.
+    template <class Number, class = EnableForNumber<Number>>
+    VELUTILS_NUMBER_AS_TEXT String& insert(long position, Number ch) {
+        return insert(position, static_cast<char>(ch));
+    }
 
     // The text from start on, up to its first NUL; with end, no further than before end, and
     // empty behind a NUL. A negative start gives the empty text without end, and means 0 with one.
@@ -293,6 +329,21 @@ VELUTILS_API String operator+(const String& a, const char* b);
 VELUTILS_API String operator+(const char* a, const String& b);
 VELUTILS_API String operator+(const String& a, char b);
 VELUTILS_API String operator+(char a, const String& b);
+// The number is one character, as in String's constructor. Text is String itself: were it converted
+// to, enumerators could no longer be added to numbers.
+template <class Text, class Number, class = EnableForNumber<Number>>
+VELUTILS_NUMBER_AS_TEXT inline
+    typename std::enable_if<std::is_same<Text, String>::value, String>::type
+    operator+(const Text& a, Number b) {
+    return a + static_cast<char>(b);
+}
+// The same from the left.
+template <class Text, class Number, class = EnableForNumber<Number>>
+VELUTILS_NUMBER_AS_TEXT inline
+    typename std::enable_if<std::is_same<Text, String>::value, String>::type
+    operator+(Number a, const Text& b) {
+    return static_cast<char>(a) + b;
+}
 
 // Relations compare NUL-terminated texts; between Strings == also needs equal lengths. A null
 // const char* is the empty text; so is a NUL character.
