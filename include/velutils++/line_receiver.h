@@ -1,0 +1,178 @@
+/* SPDX-License-Identifier: MIT
+ *
+ * LineReceiver: lines from a status FIFO. C++ only; nothing of it is in the library.
+ *
+ *     class Commands : public LineReceiver {
+ *         void handleLine(const String& line) override { ... }
+ *     };
+ *     status.setupIpcRxFifo("/command", &commands);
+ */
+#ifndef VELUTILS_LINE_RECEIVER_H
+#define VELUTILS_LINE_RECEIVER_H
+
+#include <velutils++/export.h>
+
+#ifdef __cplusplus
+#include <limits.h>
+#include <string.h>
+
+#include <velutils++/status.h>
+#include <velutils++/text.h>
+
+// Puts the bytes of one FIFO together to lines, however they were cut, and hands them on whole and
+// in order. A line ends with a newline ("\n"). Use one LineReceiver for each FIFO: the bytes of
+// several would be mixed.
+//
+// Inside handleLine() and handleBadLine() an observer may
+//
+//   - delete itself, after its receiver was removed or along with it: nothing more is delivered,
+//     and nothing of the object is touched;
+//   - remove its receiver or destroy the StatusInterface: whole lines that had arrived in the same
+//     call of handleFifoData() still come, and nothing after them; forget() stops those too;
+//   - have further bytes handled: calls of handleFifoData() nest, and the inner one first delivers
+//     what the outer one still has, so that the order is kept.
+//
+// Memory: at most one unfinished line, for which no more is allocated than `longest` needs,
+// whatever arrives, and twice that for a moment while it grows.
+//
+// Failures: a line that could not be stored is a bad line. Nothing throws or logs.
+//
+// Threads: one at a time, the one that runs the libevent loop.
+class LineReceiver : public StatusFifoObserver {
+  public:
+    // Lines may have up to `longest` characters without their newline. With 0 or less only empty
+    // lines pass.
+    explicit LineReceiver(long longest = 1024)
+        : longest_(longest > 0 ? longest : 0),
+          room_(0),
+          length_(0),
+          bad_(false),
+          newest_(nullptr) {}
+    LineReceiver(const LineReceiver&) = delete;
+    LineReceiver& operator=(const LineReceiver&) = delete;
+    ~LineReceiver() override {
+        for (Piece* piece = newest_; piece != nullptr; piece = piece->outer) piece->owner = nullptr;
+    }
+
+    // A line without its newline. Everything in it is as it arrived.
+    virtual void handleLine(const String& line) = 0;
+
+    // Called in place of handleLine(), when the newline arrives, for a line that was longer than
+    // `longest`, held a NUL or could not be stored for lack of memory. It is dropped; `length` is
+    // the number of all its bytes without the newline, LONG_MAX at most.
+    virtual void handleBadLine(long length) { static_cast<void>(length); }
+
+    // Drops the unfinished line, and from within handleLine() or handleBadLine() also the bytes
+    // under way that were not delivered yet. The next byte begins a new line. An observer that
+    // gets another receiver calls it, or the old one's unfinished line is continued.
+    void forget() {
+        forgetLine();
+        for (Piece* piece = newest_; piece != nullptr; piece = piece->outer) piece->at = piece->end;
+    }
+
+#if defined(__GNUC__) && __GNUC__ >= 12 && !defined(__clang__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdangling-pointer"  // own takes its address back when it ends
+#endif
+    // Called by the receiver; bytes from elsewhere may be handed in, too, any number at a time.
+    void handleFifoData(struct bufferevent* receiver, char* data, size_t length) override {
+        static_cast<void>(receiver);
+        Piece own(*this, data, length);
+        while (Piece* const piece = own.oldestWithBytes()) {
+            if (!takeLine(*piece)) continue;
+            deliverLine();
+            if (own.owner == nullptr) return;
+        }
+    }
+#if defined(__GNUC__) && __GNUC__ >= 12 && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
+
+  private:
+    // Bytes of a call of handleFifoData() that is under way; on that call's stack, so that it
+    // outlives this object if need be.
+    struct Piece {
+        Piece(LineReceiver& receiver, const char* data, size_t length)
+            : at(data), end(data + length), owner(&receiver), outer(receiver.newest_) {
+            receiver.newest_ = this;
+        }
+        Piece(const Piece&) = delete;
+        Piece& operator=(const Piece&) = delete;
+        ~Piece() {
+            if (owner != nullptr) owner->newest_ = outer;
+        }
+
+        Piece* oldestWithBytes() {
+            Piece* oldest = nullptr;
+            for (Piece* piece = this; piece != nullptr; piece = piece->outer)
+                if (piece->at != piece->end) oldest = piece;
+            return oldest;
+        }
+
+        const char* at;  // the first byte that was not taken yet
+        const char* const end;
+        LineReceiver* owner;  // null once it was destroyed
+        Piece* const outer;   // of the call around this one
+    };
+
+    // Moves the bytes up to the next newline into the line. True when there was one.
+    bool takeLine(Piece& piece) {
+        const size_t left = static_cast<size_t>(piece.end - piece.at);
+        const char* const newline = static_cast<const char*>(memchr(piece.at, '\n', left));
+        const char* const begin = piece.at;
+        const char* const end = newline != nullptr ? newline : piece.end;
+        piece.at = newline != nullptr ? newline + 1 : end;
+        if (begin != end) append(begin, static_cast<long>(end - begin));
+        return newline != nullptr;
+    }
+
+    void append(const char* bytes, long n) {
+        length_ = n < LONG_MAX - length_ ? length_ + n : LONG_MAX;
+        if (bad_) return;
+        bad_ = length_ > longest_ || memchr(bytes, '\0', static_cast<size_t>(n)) != nullptr;
+        if (!bad_) {
+            if (length_ > room_) makeRoom();
+            line_.concat(bytes, n);
+            bad_ = line_.length() != length_;
+        }
+        if (bad_) line_ = String();
+    }
+
+    // Doubles the room, so that a long line of many pieces is not copied for each of them.
+    void makeRoom() {
+        room_ = room_ < longest_ / 2 ? 2 * room_ : longest_;
+        if (room_ < length_) room_ = length_;
+        const String larger(line_.buffer(), room_);
+        if (larger.length() == line_.length()) line_ = larger;
+    }
+
+    // The observer may destroy this object: from its call on only the stack is used.
+    void deliverLine() {
+        const String line(line_);
+        const long length = length_;
+        const bool bad = bad_;
+        forgetLine();
+        if (bad)
+            handleBadLine(length);
+        else
+            handleLine(line);
+    }
+
+    void forgetLine() {
+        line_ = String();
+        room_ = 0;
+        length_ = 0;
+        bad_ = false;
+    }
+
+    const long longest_;
+    String line_;    // the unfinished line; empty once it is bad
+    long room_;      // that line_ was made for
+    long length_;    // bytes of the unfinished line
+    bool bad_;       // the unfinished line will not be delivered
+    Piece* newest_;  // the innermost call under way
+};
+
+#endif
+
+#endif
