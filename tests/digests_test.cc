@@ -13,6 +13,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "tests/support/allocations.h"
 #include "tests/support/files.h"
 #include "tests/support/network.h"
 #include "tests/support/virtual_slot.h"
@@ -274,6 +275,30 @@ TEST(Hmac, SlotsAreInOrder) {
     typedef AuthenticationContext A;
     EXPECT_TRUE(inSlotOrder(&A::initialize, &A::destroy, &A::reset, &A::hash, &A::getHash,
                             &A::getCompleteHashLength, &A::getReturnedHashLength));
+}
+
+TEST(DigestBytes, AreComparedToTheLastAndPrinted) {
+    unsigned char a[40], b[40];
+    for (unsigned i = 0; i < sizeof a; ++i) a[i] = b[i] = static_cast<unsigned char>(i * 37);
+    for (unsigned i = 0; i < sizeof a; ++i) {
+        b[i] ^= static_cast<unsigned char>(1u << i % 8);
+        EXPECT_FALSE(digestsEqual(a, b, sizeof a)) << i;
+        EXPECT_TRUE(digestsEqual(a, b, i)) << i;
+        b[i] = a[i];
+    }
+    EXPECT_TRUE(digestsEqual(a, b, sizeof a));
+    EXPECT_TRUE(digestsEqual(nullptr, nullptr, 0));
+
+    const std::string data("\x00\x09\xa0\xff\x7f", 5);
+    EXPECT_EQ("0009a0ff7f", std::string(digestToHex(bytes(data), data.size()).buffer()));
+    EXPECT_EQ(0, digestToHex(nullptr, 0).length());
+    EXPECT_EQ(0, digestToHex(a, 0x40000000).length());
+    for (long n = 1;; ++n) {
+        const allocations::Refusal refusal(n);
+        const long length = digestToHex(a, sizeof a).length();
+        EXPECT_TRUE(length == 0 || length == 80) << length;
+        if (!refusal.happened()) break;
+    }
 }
 
 }  // namespace

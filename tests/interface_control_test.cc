@@ -111,6 +111,36 @@ TEST_F(InterfaceControl, AddressAndMask) {
     EXPECT_FALSE(nearHas("inet"));
 }
 
+TEST_F(InterfaceControl, AddressWithMask) {
+    EXPECT_TRUE(setIpV4AddressAndMask(control_, NEAR, 0xC0A80101, 0xFFFFC000));
+    EXPECT_TRUE(nearHas("inet 192.168.1.1/18"));
+    EXPECT_TRUE(setIpV4AddressAndMask(control_, NEAR, 0xC0A80101, 0xFFFFFFFC));  // the mask alone
+    EXPECT_TRUE(nearHas("inet 192.168.1.1/30"));
+    EXPECT_TRUE(setIpV4AddressAndMask(control_, NEAR, ~0xFFFFFFFFUL | 0x0A010203,
+                                      ~0xFFFFFFFFUL | 0xFFFF0000));
+    EXPECT_TRUE(nearHas("inet 10.1.2.3/16"));
+    const struct {
+        unsigned long address, mask;
+    } refused[] = {{0xE0000001, 0xFFFFFF00}, {0x0A000001, 0xFF00FF00}, {0, 0xFF000000}};
+    for (const auto& row : refused) {
+        EXPECT_FALSE(setIpV4AddressAndMask(control_, NEAR, row.address, row.mask)) << row.address;
+        EXPECT_TRUE(nearHas("inet 10.1.2.3/16")) << row.address;
+    }
+    EXPECT_FALSE(setIpV4AddressAndMask(control_, "nowhere", 0x0A000001, 0xFF000000));
+
+    // A kernel that takes the address and not the mask
+    struct : IpInterfaceStatus {
+        bool setIpV4Mask(char const* name, unsigned int mask) override {
+            return mask != 0xFFFFFF00 && IpInterfaceStatus::setIpV4Mask(name, mask);
+        }
+    } half;
+    EXPECT_FALSE(setIpV4AddressAndMask(half, NEAR, 0xC0A80101, 0xFFFFFF00));
+    EXPECT_TRUE(nearHas("inet 10.1.2.3/16"));
+    EXPECT_TRUE(half.setIpV4Address(NEAR, 0));
+    EXPECT_FALSE(setIpV4AddressAndMask(half, NEAR, 0xC0A80101, 0xFFFFFF00));
+    EXPECT_FALSE(nearHas("inet"));
+}
+
 TEST_F(InterfaceControl, TransmitQueueLength) {
     // The kernel reserves it for the real root: in the sandbox of another user nobody may.
     if (contentOf("/proc/self/uid_map").find("4294967295") == std::string::npos) {

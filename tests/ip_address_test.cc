@@ -132,6 +132,22 @@ TEST(IpAddressText, PrintsLikeInetNtop) {
     EXPECT_EQ("192.168.100.100 192.168.100.100/24", str(out + " " + shared));
 }
 
+TEST(IpAddressText, WithItsPrefix) {
+    const struct {
+        IpAddress address;
+        const char* text;
+    } rows[] = {
+        {IpAddress("192.0.2.1/24"), "192.0.2.1/24"},
+        {IpAddress("192.0.2.1"), "192.0.2.1/32"},
+        {IpAddress("255.255.255.255/0"), "255.255.255.255/0"},
+        {IpAddress(0, 0), "0.0.0.0/0"},
+        {IpAddress(), ""},
+    };
+    for (const auto& row : rows) EXPECT_EQ(row.text, str(addressWithPrefix(row.address)));
+    const allocations::Refusal refusal(1);
+    EXPECT_EQ("", str(addressWithPrefix(rows[0].address)));
+}
+
 TEST(IpAddressText, PiecesAtAPosition) {
     const auto octet = IpAddress::s_getV4IpAddrTokenOfString;
     const auto prefix = IpAddress::s_getV4NetMaskSizeOfString;

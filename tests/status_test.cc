@@ -522,6 +522,16 @@ TEST(EventCatalogue, IsConsistent) {
     EXPECT_STREQ("test event", EVENT_CATALOGUE[55].description);
 }
 
+TEST(EventCatalogue, IsSearched) {
+    for (const EventCatalogueEntry& entry : EVENT_CATALOGUE) {
+        EXPECT_EQ(&entry, findEventById(entry.id));
+        EXPECT_EQ(&entry, findEventByName(std::string(entry.name).c_str()));
+    }
+    for (const int32_t id : {0, -1, 0x04000005, 0x0B000003}) EXPECT_EQ(nullptr, findEventById(id));
+    for (const char* name : {"", "wan", "wan-up ", "WAN-UP", static_cast<const char*>(nullptr)})
+        EXPECT_EQ(nullptr, findEventByName(name));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {

@@ -14,7 +14,8 @@
  *
  * Lengths count bytes; a message may have up to 2^61 - 1 of them, also where long is 32 bits.
  * Pointers to data may have any alignment, and may be null when the length is 0. Output areas must
- * hold what is written and are not checked. Nothing allocates, throws or logs.
+ * hold what is written and are not checked. Nothing throws or logs, and nothing but digestToHex()
+ * allocates.
  *
  * Threads: an object belongs to one thread at a time; objects do not know of each other.
  */
@@ -26,6 +27,7 @@
 #include <velutils++/export.h>
 
 #ifdef __cplusplus
+#include <velutils++/text.h>
 
 // The order of virtual operations and of fields in these classes is part of the binary interface.
 
@@ -141,7 +143,7 @@ class VELUTILS_API AuthenticationContext {
     virtual void hash(const unsigned char* data, unsigned long length) = 0;
 
     // Finishes the message and writes its authentication code. Once a message. To check a code
-    // that came from outside, compare in constant time, not with memcmp.
+    // that came from outside, compare with digestsEqual(), not with memcmp.
     virtual void getHash(unsigned char* out) = 0;
 
     // Returns the size of the complete code in bytes.
@@ -202,6 +204,29 @@ static_assert(sizeof(Sha1HashContext) ==
               "state, count, buffer, returnedHashLength");
 static_assert(sizeof(HmacContext) == 2 * sizeof(void*) + 64 + 64 + sizeof(long),
               "hashContext, innerKeyPad, outerKeyPad, returnedHashLength");
+
+// Whether two digests or codes of the same length are equal. Reads every byte of both, so that the
+// time depends on the length alone and does not tell where they differ. True for length 0.
+inline bool digestsEqual(const unsigned char* a, const unsigned char* b, unsigned long length) {
+    // The compiler may not leave out a volatile read, so it cannot stop at the first difference.
+    const volatile unsigned char* const left = a;
+    const volatile unsigned char* const right = b;
+    unsigned difference = 0;
+    for (unsigned long i = 0; i < length; ++i)
+        difference |= static_cast<unsigned>(left[i]) ^ static_cast<unsigned>(right[i]);
+    return difference == 0;
+}
+
+// The bytes in hexadecimal, two lower-case digits each. Empty when out of memory.
+inline String digestToHex(const unsigned char* digest, unsigned long length) {
+    if (length > 0x3FFFFFFF) return String();  // longer than a text can be
+    String hex("", static_cast<long>(2 * length));
+    for (unsigned long i = 0; i < length; ++i) {
+        hex += "0123456789abcdef"[digest[i] / 16];
+        hex += "0123456789abcdef"[digest[i] % 16];
+    }
+    return hex.length() == static_cast<long>(2 * length) ? hex : String();
+}
 #endif
 
 #endif

@@ -61,6 +61,25 @@ class VELUTILS_API IpInterfaceStatus {
     virtual bool setTxQueueLen(char const* name, unsigned int length) const;
 };
 
+// Gives the interface an address together with its mask, in the order that lasts: setting an
+// address resets the mask. Of both words the low 32 bits count.
+//
+// False when either could not be set; then address and mask are put back to what they were, as far
+// as the kernel lets. Address 0 and a mask that is not contiguous are refused with nothing touched.
+inline bool setIpV4AddressAndMask(IpInterfaceStatus& interfaces, char const* name,
+                                  unsigned long address, unsigned long mask) {
+    const unsigned int newAddress = static_cast<unsigned int>(address & 0xFFFFFFFFUL);
+    const unsigned int newMask = static_cast<unsigned int>(mask & 0xFFFFFFFFUL);
+    if (newAddress == 0 || (~newMask & (~newMask + 1)) != 0) return false;
+    const unsigned int oldAddress = interfaces.getIpV4Address(name);
+    const unsigned int oldMask = interfaces.getIpV4Mask(name);
+    if (interfaces.setIpV4Address(name, newAddress) && interfaces.setIpV4Mask(name, newMask))
+        return true;
+    interfaces.setIpV4Address(name, oldAddress);
+    if (oldAddress != 0) interfaces.setIpV4Mask(name, oldMask);
+    return false;
+}
+
 static_assert(sizeof(IpInterfaceStatus) == sizeof(void*), "no state but the virtual table");
 #endif
 

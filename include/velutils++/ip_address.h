@@ -172,6 +172,16 @@ class VELUTILS_API IpAddress {
 VELUTILS_API bool operator==(IpAddress const& a, IpAddress const& b);
 VELUTILS_API bool operator!=(IpAddress const& a, IpAddress const& b);
 
+// Address and prefix length as in "192.0.2.1/24", the length always: "192.0.2.1/32". The empty text
+// for an address without a family, and when out of memory.
+inline String addressWithPrefix(IpAddress const& address) {
+    String text;
+    if (address.getIpAddrAsString(text).length() == 0) return text;
+    const long bare = text.length();
+    text.concatf("/%lu", address.getNetMaskSize());
+    return text.length() > bare ? text : String();
+}
+
 static_assert(sizeof(IpAddress) == 36, "family, 16 bytes of address, 16 bytes of mask");
 #endif
 

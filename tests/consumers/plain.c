@@ -29,7 +29,8 @@ int main(int argc, char** argv) {
     if (validRangeValueOf16(&error, "80", 1, 1024) != 80 || error != 0 || valueOf32("101b") != 5 ||
         strcmp(u_i32toa(48879, text, 16), "BEEFh") != 0 || nextHigherPowerOf2(33) != 64)
         return 3;
-    if (EVENT_CATALOGUE[0].id != 0x01000001 || strcmp(EVENT_CATALOGUE[55].name, "test") != 0)
+    if (EVENT_CATALOGUE[0].id != 0x01000001 || findEventById(0x05000006) != &EVENT_CATALOGUE[55] ||
+        findEventByName("test") != &EVENT_CATALOGUE[55])
         return 4;
     if (!use_lock("plain")) return 5;
     puts("plain: all as promised");
