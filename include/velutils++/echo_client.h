@@ -49,7 +49,7 @@ class VELUTILS_API PingClient {
     // interface. It is converted by inet_addr(3) and not checked.
     // Returns 0 if the whole packet was sent, otherwise 1. Replies to earlier requests are no
     // longer accepted.
-    virtual int sendSimplePing(String const& host, String const& source);
+    virtual int sendSimplePing(const String& host, const String& source);
 
     // Reads the packets that have arrived, without blocking. Returns
     //     0  found the reply to the last request; packets after it were not read

@@ -33,32 +33,32 @@ class VELUTILS_API IpInterfaceStatus {
 
     // Whether the name of any interface contains the given name: "eth" finds eth0 and veth1, and
     // the empty name finds every interface.
-    virtual bool isInterfaceAvailable(char const* name) const;
+    virtual bool isInterfaceAvailable(const char* name) const;
 
     // Whether the interface is up and running. IFF_UP without IFF_RUNNING, for instance without a
     // carrier, is not enough.
-    virtual bool isInterfaceUp(char const* name) const;
+    virtual bool isInterfaceUp(const char* name) const;
     // Brings the interface up if up is 1, and down for any other value. It sets or clears IFF_UP
     // and IFF_RUNNING and keeps all other flags. The kernel decides about IFF_RUNNING itself: after
     // success the interface can still lack its carrier, and then isInterfaceUp() is false.
-    virtual bool setInterfaceUp(char const* name, int up) const;
+    virtual bool setInterfaceUp(const char* name, int up) const;
 
     // Returns the interface's IPv4 address. 0 also means that it has none.
-    virtual unsigned int getIpV4Address(char const* name) const;
+    virtual unsigned int getIpV4Address(const char* name) const;
     // Sets the IPv4 address. The kernel also resets the mask to the default of the address's class,
     // so set the address first and the mask after it. Address 0 removes the address.
-    virtual bool setIpV4Address(char const* name, unsigned int address);
+    virtual bool setIpV4Address(const char* name, unsigned int address);
     // Returns the mask of the interface's IPv4 address. 0 also means that it has no address.
-    virtual unsigned int getIpV4Mask(char const* name) const;
+    virtual unsigned int getIpV4Mask(const char* name) const;
     // Sets the mask. The interface must have an address, and the mask must be contiguous.
-    virtual bool setIpV4Mask(char const* name, unsigned int mask);
+    virtual bool setIpV4Mask(const char* name, unsigned int mask);
 
     // Whether the link manager publishes the interface that carries the traffic: true if the file
     // "/tmp/status/link-manager/hotlink/interface" can be opened. Its content does not matter.
     virtual bool haveNetworkConnectivity();
 
     // Sets the length of the transmit queue, in packets. The kernel refuses more than 2147483647.
-    virtual bool setTxQueueLen(char const* name, unsigned int length) const;
+    virtual bool setTxQueueLen(const char* name, unsigned int length) const;
 };
 
 // Gives the interface an address together with its mask, in the order that lasts: setting an

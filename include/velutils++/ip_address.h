@@ -48,12 +48,12 @@ class VELUTILS_API IpAddress {
     // An address with its mask. The empty value if the mask is not contiguous.
     IpAddress(unsigned long addressWord, unsigned long maskWord);
     // As setIpAddrAsString() on the empty value. The empty value if the text is not valid.
-    IpAddress(String const& text);
+    IpAddress(const String& text);
     // An address and a dotted mask, which replaces a prefix length in addressText. The empty value
     // if one of the texts is not valid.
-    IpAddress(String const& addressText, String const& maskText);
-    IpAddress(IpAddress const& other);
-    IpAddress& operator=(IpAddress const& other);
+    IpAddress(const String& addressText, const String& maskText);
+    IpAddress(const IpAddress& other);
+    IpAddress& operator=(const IpAddress& other);
     ~IpAddress();
 
     // Makes the value empty.
@@ -64,9 +64,9 @@ class VELUTILS_API IpAddress {
     // Sets the address. The text is four decimal octets with dots between them, without leading
     // zeros. A slash and a prefix length from 0 to 32 may follow, and set the mask; otherwise the
     // mask stays. Nothing else is accepted, also no blanks.
-    int setIpAddrAsString(String const& text);
+    int setIpAddrAsString(const String& text);
     // Sets the mask. The text is four octets, as in an address. The mask must be contiguous.
-    int setNetMaskAsString(String const& text);
+    int setNetMaskAsString(const String& text);
     // Replaces out's text with the address as four octets, or with the empty text if the value has
     // no family. Returns out.
     String& getIpAddrAsString(String& out) const;
@@ -95,8 +95,8 @@ class VELUTILS_API IpAddress {
     unsigned char* getV6NetAddrAsBinaryString(unsigned char* out) const;
     unsigned char* getV6NetMaskAsBinaryString(unsigned char* out) const;
     // Stub: returns -1.
-    int setV6IpAddrAsBinaryString(unsigned char const* bytes);
-    int setV6NetMaskAsBinaryString(unsigned char const* bytes);
+    int setV6IpAddrAsBinaryString(const unsigned char* bytes);
+    int setV6NetMaskAsBinaryString(const unsigned char* bytes);
 
     // Gets the prefix length, which is 0 for a value without a family. The getter with an argument
     // stores it there and returns the argument.
@@ -111,21 +111,21 @@ class VELUTILS_API IpAddress {
     // case.
     static bool s_isV4MaskValid(unsigned long maskWord, unsigned long& size);
     // Stub: returns false.
-    static bool s_isV6MaskValid(char const* bytes, unsigned long const& size);
+    static bool s_isV6MaskValid(const char* bytes, const unsigned long& size);
 
     // Reads an octet of at most three digits at pos and moves pos after it. Returns false and
     // stores 0 if there is no number. A number above 255 is read and stored, and the result is
     // false.
-    static bool s_getV4IpAddrTokenOfString(String const& text, long& pos, unsigned long& value);
+    static bool s_getV4IpAddrTokenOfString(const String& text, long& pos, unsigned long& value);
     // Reads a prefix length of at most two digits at pos and moves pos after it. Returns false and
     // stores 0 if there is no number. A number above 32 is read and stored, and the result is
     // false.
-    static bool s_getV4NetMaskSizeOfString(String const& text, long& pos, unsigned long& value);
+    static bool s_getV4NetMaskSizeOfString(const String& text, long& pos, unsigned long& value);
     // If c is the character at pos, moves pos after it and returns true. Positions outside the text
     // hold NUL.
-    static bool s_getCharOfString(String const& text, long& pos, char c);
+    static bool s_getCharOfString(const String& text, long& pos, char c);
     // Whether pos is at the end of the text or after it.
-    static bool s_getEndOfString(String const& text, long pos);
+    static bool s_getEndOfString(const String& text, long pos);
 
     // Whether the address is of this class, by its leading bits. The mask does not matter. False
     // for a value without a family.
@@ -153,10 +153,10 @@ class VELUTILS_API IpAddress {
 
     // Whether other's address lies in this network. False if this value has no family. Other's
     // family and mask do not count, so 0.0.0.0/0 contains the empty value, too.
-    bool contains(IpAddress const& other) const;
+    bool contains(const IpAddress& other) const;
 
   private:
-    friend bool operator==(IpAddress const& a, IpAddress const& b);
+    friend bool operator==(const IpAddress& a, const IpAddress& b);
 
     VELUTILS_LOCAL bool isV4() const;
     VELUTILS_LOCAL bool addressMatches(uint32_t bits, uint32_t value) const;
@@ -169,8 +169,8 @@ class VELUTILS_API IpAddress {
 };
 
 // Compares family, address and mask.
-VELUTILS_API bool operator==(IpAddress const& a, IpAddress const& b);
-VELUTILS_API bool operator!=(IpAddress const& a, IpAddress const& b);
+VELUTILS_API bool operator==(const IpAddress& a, const IpAddress& b);
+VELUTILS_API bool operator!=(const IpAddress& a, const IpAddress& b);
 
 // Address and prefix length as in "192.0.2.1/24", the length always: "192.0.2.1/32". The empty text
 // for an address without a family, and when out of memory.

@@ -96,7 +96,7 @@ PingClient::~PingClient() {
     PingClient::cleanup();
 }
 
-int PingClient::sendSimplePing(String const& host, String const& source) {
+int PingClient::sendSimplePing(const String& host, const String& source) {
     cleanup();
     ++sequenceNumber;
 

@@ -70,7 +70,7 @@ bool setAddress(const char* name, unsigned long request, unsigned int word) {
 IpInterfaceStatus::IpInterfaceStatus() = default;
 IpInterfaceStatus::~IpInterfaceStatus() = default;
 
-bool IpInterfaceStatus::isInterfaceAvailable(char const* name) const {
+bool IpInterfaceStatus::isInterfaceAvailable(const char* name) const {
     struct ifaddrs* list;
     if (getifaddrs(&list) != 0) return false;
     const struct ifaddrs* entry = list;
@@ -79,14 +79,14 @@ bool IpInterfaceStatus::isInterfaceAvailable(char const* name) const {
     return entry != nullptr;
 }
 
-bool IpInterfaceStatus::isInterfaceUp(char const* name) const {
+bool IpInterfaceStatus::isInterfaceUp(const char* name) const {
     InterfaceRequest interface(name);
     if (!interface.get(SIOCGIFFLAGS)) return false;
     return (interface.block().ifr_flags & IFF_UP) != 0 &&
            (interface.block().ifr_flags & IFF_RUNNING) != 0;
 }
 
-bool IpInterfaceStatus::setInterfaceUp(char const* name, int up) const {
+bool IpInterfaceStatus::setInterfaceUp(const char* name, int up) const {
     InterfaceRequest interface(name);
     if (!interface.get(SIOCGIFFLAGS)) return false;
     const int others = interface.block().ifr_flags & ~(IFF_UP | IFF_RUNNING);
@@ -95,19 +95,19 @@ bool IpInterfaceStatus::setInterfaceUp(char const* name, int up) const {
     return interface.set(SIOCSIFFLAGS);
 }
 
-unsigned int IpInterfaceStatus::getIpV4Address(char const* name) const {
+unsigned int IpInterfaceStatus::getIpV4Address(const char* name) const {
     return getAddress(name, SIOCGIFADDR);
 }
 
-bool IpInterfaceStatus::setIpV4Address(char const* name, unsigned int address) {
+bool IpInterfaceStatus::setIpV4Address(const char* name, unsigned int address) {
     return setAddress(name, SIOCSIFADDR, address);
 }
 
-unsigned int IpInterfaceStatus::getIpV4Mask(char const* name) const {
+unsigned int IpInterfaceStatus::getIpV4Mask(const char* name) const {
     return getAddress(name, SIOCGIFNETMASK);
 }
 
-bool IpInterfaceStatus::setIpV4Mask(char const* name, unsigned int mask) {
+bool IpInterfaceStatus::setIpV4Mask(const char* name, unsigned int mask) {
     return setAddress(name, SIOCSIFNETMASK, mask);
 }
 
@@ -119,7 +119,7 @@ bool IpInterfaceStatus::haveNetworkConnectivity() {
     return true;
 }
 
-bool IpInterfaceStatus::setTxQueueLen(char const* name, unsigned int length) const {
+bool IpInterfaceStatus::setTxQueueLen(const char* name, unsigned int length) const {
     InterfaceRequest interface(name);
     interface.block().ifr_qlen = static_cast<int>(length);
     return interface.set(SIOCSIFTXQLEN);

@@ -72,7 +72,7 @@ bool readPrefix(const char*& p, uint32_t& size) {
     return *p++ == '/' && readNumber(p, PREFIX_DIGITS, size) && size < PREFIX_LIMIT;
 }
 
-bool readNumberAt(String const& text, long& pos, int maxDigits, uint32_t limit,
+bool readNumberAt(const String& text, long& pos, int maxDigits, uint32_t limit,
                   unsigned long& value) {
     value = 0;
     if (pos < 0 || pos >= text.length()) return false;
@@ -125,18 +125,18 @@ IpAddress::IpAddress(unsigned long addressWord, unsigned long maskWord) {
     if (setV4NetMaskAsBinaryUInt32(maskWord) == 0) setV4IpAddrAsBinaryUInt32(addressWord);
 }
 
-IpAddress::IpAddress(String const& text) {
+IpAddress::IpAddress(const String& text) {
     init();
     setIpAddrAsString(text);
 }
 
-IpAddress::IpAddress(String const& addressText, String const& maskText) {
+IpAddress::IpAddress(const String& addressText, const String& maskText) {
     init();
     if (setIpAddrAsString(addressText) != 0 || setNetMaskAsString(maskText) != 0) init();
 }
 
-IpAddress::IpAddress(IpAddress const& other) = default;
-IpAddress& IpAddress::operator=(IpAddress const& other) = default;
+IpAddress::IpAddress(const IpAddress& other) = default;
+IpAddress& IpAddress::operator=(const IpAddress& other) = default;
 IpAddress::~IpAddress() = default;
 
 void IpAddress::init() {
@@ -149,12 +149,12 @@ bool IpAddress::isEmpty() const {
     return *this == IpAddress();
 }
 
-bool operator==(IpAddress const& a, IpAddress const& b) {
+bool operator==(const IpAddress& a, const IpAddress& b) {
     return a.family == b.family && memcmp(a.address, b.address, sizeof a.address) == 0 &&
            memcmp(a.mask, b.mask, sizeof a.mask) == 0;
 }
 
-bool operator!=(IpAddress const& a, IpAddress const& b) {
+bool operator!=(const IpAddress& a, const IpAddress& b) {
     return !(a == b);
 }
 
@@ -170,7 +170,7 @@ void IpAddress::store(uint32_t addressWord, uint32_t maskWord) {
 
 // Text
 
-int IpAddress::setIpAddrAsString(String const& text) {
+int IpAddress::setIpAddrAsString(const String& text) {
     const char* p = text.buffer();
     const char* const end = p + text.length();
     uint32_t word;
@@ -185,7 +185,7 @@ int IpAddress::setIpAddrAsString(String const& text) {
     return 0;
 }
 
-int IpAddress::setNetMaskAsString(String const& text) {
+int IpAddress::setNetMaskAsString(const String& text) {
     const char* p = text.buffer();
     const char* const end = p + text.length();
     uint32_t word;
@@ -208,21 +208,21 @@ String& IpAddress::getNetAddressAsString(String& out) const {
     return printQuad(address[0] & mask[0], out);
 }
 
-bool IpAddress::s_getV4IpAddrTokenOfString(String const& text, long& pos, unsigned long& value) {
+bool IpAddress::s_getV4IpAddrTokenOfString(const String& text, long& pos, unsigned long& value) {
     return readNumberAt(text, pos, OCTET_DIGITS, OCTET_LIMIT, value);
 }
 
-bool IpAddress::s_getV4NetMaskSizeOfString(String const& text, long& pos, unsigned long& value) {
+bool IpAddress::s_getV4NetMaskSizeOfString(const String& text, long& pos, unsigned long& value) {
     return readNumberAt(text, pos, PREFIX_DIGITS, PREFIX_LIMIT, value);
 }
 
-bool IpAddress::s_getCharOfString(String const& text, long& pos, char c) {
+bool IpAddress::s_getCharOfString(const String& text, long& pos, char c) {
     if (text[pos] != c) return false;
     ++pos;
     return true;
 }
 
-bool IpAddress::s_getEndOfString(String const& text, long pos) {
+bool IpAddress::s_getEndOfString(const String& text, long pos) {
     return pos >= text.length();
 }
 
@@ -275,11 +275,11 @@ unsigned char* IpAddress::getV6NetMaskAsBinaryString(unsigned char* out) const {
     return out;
 }
 
-int IpAddress::setV6IpAddrAsBinaryString(unsigned char const*) {
+int IpAddress::setV6IpAddrAsBinaryString(const unsigned char*) {
     return -1;
 }
 
-int IpAddress::setV6NetMaskAsBinaryString(unsigned char const*) {
+int IpAddress::setV6NetMaskAsBinaryString(const unsigned char*) {
     return -1;
 }
 
@@ -309,6 +309,6 @@ bool IpAddress::s_isV4MaskValid(unsigned long maskWord, unsigned long& size) {
     return isContiguous(word);
 }
 
-bool IpAddress::s_isV6MaskValid(char const*, unsigned long const&) {
+bool IpAddress::s_isV6MaskValid(const char*, const unsigned long&) {
     return false;
 }

@@ -20,7 +20,7 @@ const uint32_t FIRST_OCTET = 0xFF000000;
 
 enum SubnetRole { NO_SUBNET, NETWORK, INTERFACE, BROADCAST };
 
-SubnetRole subnetRole(IpAddress const& value) {
+SubnetRole subnetRole(const IpAddress& value) {
     unsigned long size;
     const unsigned long address = value.getV4IpAddrAsBinaryUInt32();
     if (!value.isV4ClassABC() || (address & FIRST_OCTET) == 0) return NO_SUBNET;
@@ -99,6 +99,6 @@ bool IpAddress::isValidAddress() const {
     return isHostType() || isDefGwType() || isLimBcType() || subnetRole(*this) != NO_SUBNET;
 }
 
-bool IpAddress::contains(IpAddress const& other) const {
+bool IpAddress::contains(const IpAddress& other) const {
     return isV4() && ((other.address[0] ^ address[0]) & mask[0]) == 0;
 }
