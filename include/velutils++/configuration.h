@@ -9,6 +9,7 @@
 #include <velutils++/export.h>
 
 #ifdef __cplusplus
+
 #include <velutils++/text.h>
 
 class INStringHashTable;

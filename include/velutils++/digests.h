@@ -22,12 +22,12 @@
 #ifndef VELUTILS_DIGESTS_H
 #define VELUTILS_DIGESTS_H
 
-#include <stdint.h>
-
 #include <velutils++/export.h>
 
 #ifdef __cplusplus
 #include <velutils++/text.h>
+
+#include <stdint.h>
 
 // The order of virtual operations and of fields in these classes is part of the binary interface.
 

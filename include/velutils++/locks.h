@@ -28,6 +28,7 @@
 #include <velutils++/export.h>
 
 #ifdef __cplusplus
+
 #include <sys/types.h>
 
 #include <memory>

@@ -22,6 +22,7 @@
 #include <velutils++/export.h>
 
 #ifdef __cplusplus
+
 #include <velutils++/text.h>
 
 struct bufferevent;
