@@ -37,46 +37,46 @@ std::string fileOf(long lines, bool withGroup) {
 class Ours {
   public:
     explicit Ours(const std::string& path, long lines) {
-        reader.initialize(path.c_str(), static_cast<unsigned long>(lines));
+        reader_.initialize(path.c_str(), static_cast<unsigned long>(lines));
     }
     bool has(const String& key) const {
-        return reader.getValue(key, String::EMPTY()).length() != 0;
+        return reader_.getValue(key, String::EMPTY()).length() != 0;
     }
 
   private:
-    ConfigReader reader;
+    ConfigReader reader_;
 };
 
 class Glib {
   public:
     explicit Glib(const std::string& path, long) : keys(g_key_file_new()) {
-        g_key_file_load_from_file(keys, path.c_str(), G_KEY_FILE_NONE, nullptr);
+        g_key_file_load_from_file(keys_, path.c_str(), G_KEY_FILE_NONE, nullptr);
     }
-    ~Glib() { g_key_file_free(keys); }
+    ~Glib() { g_key_file_free(keys_); }
     bool has(const std::string& key) const {
-        gchar* const value = g_key_file_get_value(keys, GROUP, key.c_str(), nullptr);
+        gchar* const value = g_key_file_get_value(keys_, GROUP, key.c_str(), nullptr);
         g_free(value);
         return value != nullptr;
     }
 
   private:
-    GKeyFile* keys;
+    GKeyFile* keys_;
 };
 
 class Inih {
   public:
     explicit Inih(const std::string& path, long) { ini_parse(path.c_str(), store, this); }
     bool has(const std::string& key) const {
-        const auto found = values.find(key);
-        return found != values.end() && !found->second.empty();
+        const auto found = values_.find(key);
+        return found != values_.end() && !found->second.empty();
     }
 
   private:
     static int store(void* self, const char*, const char* name, const char* value) {
-        static_cast<Inih*>(self)->values.emplace(name, value);
+        static_cast<Inih*>(self)->values_.emplace(name, value);
         return 1;
     }
-    std::map<std::string, std::string> values;
+    std::map<std::string, std::string> values_;
 };
 
 template <class Reader>

@@ -39,76 +39,76 @@ std::vector<uint32_t> integers(size_t n) {
 
 class OurTexts {
   public:
-    explicit OurTexts(const std::vector<std::string>& keys) : table(keys.size()) {
-        for (size_t i = 0; i < keys.size(); ++i) table.addEntry(keys[i].c_str(), asValue(i));
+    explicit OurTexts(const std::vector<std::string>& keys) : table_(keys.size()) {
+        for (size_t i = 0; i < keys.size(); ++i) table_.addEntry(keys[i].c_str(), asValue(i));
     }
     void* find(const std::string& key) const {
         void* value = nullptr;
-        table.getValueFromKey(key.c_str(), &value);
+        table_.getValueFromKey(key.c_str(), &value);
         return value;
     }
 
   private:
-    INStringHashTable table;
+    INStringHashTable table_;
 };
 
 class OurIntegers {
   public:
-    explicit OurIntegers(const std::vector<uint32_t>& keys) : table(keys.size(), HASH_LOW_BITS) {
-        for (size_t i = 0; i < keys.size(); ++i) table.addEntry(keys[i], asValue(i));
+    explicit OurIntegers(const std::vector<uint32_t>& keys) : table_(keys.size(), HASH_LOW_BITS) {
+        for (size_t i = 0; i < keys.size(); ++i) table_.addEntry(keys[i], asValue(i));
     }
     void* find(uint32_t key) const {
         void* value = nullptr;
-        table.getValueFromKey(key, &value);
+        table_.getValueFromKey(key, &value);
         return value;
     }
 
   private:
-    INUInt32HashTable table;
+    INUInt32HashTable table_;
 };
 
 template <class Key>
 class Unordered {
   public:
     explicit Unordered(const std::vector<Key>& keys) {
-        table.reserve(keys.size());
-        for (size_t i = 0; i < keys.size(); ++i) table.emplace(keys[i], asValue(i));
+        table_.reserve(keys.size());
+        for (size_t i = 0; i < keys.size(); ++i) table_.emplace(keys[i], asValue(i));
     }
     void* find(const Key& key) const {
-        const auto found = table.find(key);
-        return found == table.end() ? nullptr : found->second;
+        const auto found = table_.find(key);
+        return found == table_.end() ? nullptr : found->second;
     }
 
   private:
-    std::unordered_map<Key, void*> table;
+    std::unordered_map<Key, void*> table_;
 };
 
 class GlibTexts {
   public:
     explicit GlibTexts(const std::vector<std::string>& keys)
-        : table(g_hash_table_new_full(g_str_hash, g_str_equal, g_free, nullptr)) {
+        : table_(g_hash_table_new_full(g_str_hash, g_str_equal, g_free, nullptr)) {
         for (size_t i = 0; i < keys.size(); ++i)
-            g_hash_table_insert(table, g_strdup(keys[i].c_str()), asValue(i));
+            g_hash_table_insert(table_, g_strdup(keys[i].c_str()), asValue(i));
     }
-    ~GlibTexts() { g_hash_table_destroy(table); }
-    void* find(const std::string& key) const { return g_hash_table_lookup(table, key.c_str()); }
+    ~GlibTexts() { g_hash_table_destroy(table_); }
+    void* find(const std::string& key) const { return g_hash_table_lookup(table_, key.c_str()); }
 
   private:
-    GHashTable* table;
+    GHashTable* table_;
 };
 
 class GlibIntegers {
   public:
     explicit GlibIntegers(const std::vector<uint32_t>& keys)
-        : table(g_hash_table_new(g_direct_hash, g_direct_equal)) {
+        : table_(g_hash_table_new(g_direct_hash, g_direct_equal)) {
         for (size_t i = 0; i < keys.size(); ++i)
-            g_hash_table_insert(table, GUINT_TO_POINTER(keys[i]), asValue(i));
+            g_hash_table_insert(table_, GUINT_TO_POINTER(keys[i]), asValue(i));
     }
-    ~GlibIntegers() { g_hash_table_destroy(table); }
-    void* find(uint32_t key) const { return g_hash_table_lookup(table, GUINT_TO_POINTER(key)); }
+    ~GlibIntegers() { g_hash_table_destroy(table_); }
+    void* find(uint32_t key) const { return g_hash_table_lookup(table_, GUINT_TO_POINTER(key)); }
 
   private:
-    GHashTable* table;
+    GHashTable* table_;
 };
 
 template <class Table, class Key>

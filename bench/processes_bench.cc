@@ -22,11 +22,11 @@ class Crowd {
   public:
     ~Crowd() { resize(0); }
     void resize(size_t n) {
-        while (children.size() < n) children.push_back(start());
-        while (children.size() > n) {
-            kill(children.back(), SIGKILL);
-            waitpid(children.back(), nullptr, 0);
-            children.pop_back();
+        while (children_.size() < n) children_.push_back(start());
+        while (children_.size() > n) {
+            kill(children_.back(), SIGKILL);
+            waitpid(children_.back(), nullptr, 0);
+            children_.pop_back();
         }
     }
 
@@ -37,7 +37,7 @@ class Crowd {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         for (;;) pause();
     }
-    std::vector<pid_t> children;
+    std::vector<pid_t> children_;
 };
 
 Crowd crowd;

@@ -1,35 +1,35 @@
-// SPDX-License-Identifier: MIT
-//
-// Hash tables from 32-bit integers and from texts to untyped pointers. C++ only.
-//
-// A table is an array of chains. It never grows. Give it about as many buckets as you expect
-// entries; with more entries the chains become longer and operations slower.
-//
-//     buckets | 0 | -> entry -> entry -> entry      one key's entries share a chain; each chain is
-//             | 1 |                                 in the order of insertion, oldest first
-//             | 2 | -> entry
-//             | 3 |
-//
-// Keys need not be unique: addEntry always adds an entry, and lookup and removal use the oldest
-// entry of a key. To keep a key unique, look it up before you add it.
-//
-// The table owns its entries and its copies of text keys. The caller owns the values: the table
-// neither dereferences nor frees them. getFirstNPointers returns all of them.
-//
-// Failures: addEntry returns false when out of memory, and the table is unchanged. Only
-// constructors throw: std::bad_array_new_length for a size above 268435456 (2^28), std::bad_alloc
-// when out of memory.
-//
-// Threads: a table belongs to one thread at a time, also for reading.
-
+/* SPDX-License-Identifier: MIT
+ *
+ * Hash tables from 32-bit integers and from texts to untyped pointers. C++ only.
+ *
+ * A table is an array of chains. It never grows. Give it about as many buckets as you expect
+ * entries; with more entries the chains become longer and operations slower.
+ *
+ *     buckets | 0 | -> entry -> entry -> entry      one key's entries share a chain; each chain is
+ *             | 1 |                                 in the order of insertion, oldest first
+ *             | 2 | -> entry
+ *             | 3 |
+ *
+ * Keys need not be unique: addEntry always adds an entry, and lookup and removal use the oldest
+ * entry of a key. To keep a key unique, look it up before you add it.
+ *
+ * The table owns its entries and its copies of text keys. The caller owns the values: the table
+ * neither dereferences nor frees them. getFirstNPointers returns all of them.
+ *
+ * Failures: addEntry returns false when out of memory, and the table is unchanged. Only
+ * constructors throw: std::bad_array_new_length for a size above 268435456 (2^28), std::bad_alloc
+ * when out of memory.
+ *
+ * Threads: a table belongs to one thread at a time, also for reading.
+ */
 #ifndef VELUTILS_HASH_TABLES_H
 #define VELUTILS_HASH_TABLES_H
-
-#include <stdint.h>
 
 #include <velutils++/export.h>
 
 #ifdef __cplusplus
+
+#include <stdint.h>
 
 // The hash function of an INUInt32HashTable. There is only one, and any other value selects it too.
 enum HashFunctionType : int {
@@ -106,18 +106,17 @@ class VELUTILS_API INStringHashTable {
     unsigned long calculateHash(const char* key) const;
 
   private:
-    friend class ConfigReader;
-
     struct Entry {
         char* key;
         void* value;
         Entry* next;
     };
 
-    // Look-up and addition with one hash and one walk: the link to the oldest entry of key, or the
-    // one at the end of its chain; and a new entry at the end of the chain that goes on at link.
-    VELUTILS_LOCAL Entry** linkOf(const char* key) const;
-    VELUTILS_LOCAL static bool addBehind(Entry** link, const char* key, void* value);
+    // ConfigReader finds the link of a key, which holds null if the table has no such key, and
+    // appends the new entry at that link, so that it hashes each key only once.
+    friend class ConfigReader;
+    VELUTILS_LOCAL Entry** findLink(const char* key) const;
+    VELUTILS_LOCAL static bool appendAt(Entry** link, const char* key, void* value);
 
     Entry** buckets;
     uint32_t numberOfBuckets;

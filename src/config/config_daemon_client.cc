@@ -6,11 +6,11 @@
 
 #include <velutils++/configuration.h>
 
-#include "indexed_key.h"
-
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+
+#include "indexed_key_internal.h"
 
 // The daemon's client library, which the program may or may not bring.
 extern "C" {

@@ -7,15 +7,15 @@
 
 #include <velutils++/configuration.h>
 
-#include <velutils++/conversions.h>
-#include <velutils++/hash_tables.h>
-
-#include "indexed_key.h"
-
 #include <stdio.h>
 #include <string.h>
 
 #include <memory>
+
+#include <velutils++/conversions.h>
+#include <velutils++/hash_tables.h>
+
+#include "indexed_key_internal.h"
 
 namespace {
 
@@ -96,13 +96,13 @@ bool ConfigReader::add(const String& key, const String& value) {
 
 bool ConfigReader::store(const char* key, const String& value) {
     if (table == nullptr) return false;
-    INStringHashTable::Entry** const place = table->linkOf(key);
-    if (*place != nullptr) {
+    INStringHashTable::Entry** const link = table->findLink(key);
+    if (*link != nullptr) {
         printf("cfg: Ignoring duplicate tag:%s=%s\n", key, value.buffer());
         return false;
     }
     std::unique_ptr<String> copy(new String(value));
-    if (!table->addBehind(place, key, copy.get())) return false;
+    if (!table->appendAt(link, key, copy.get())) return false;
     (void)copy.release();
     return true;
 }

@@ -215,14 +215,14 @@ bool INStringHashTable::getValueFromKey(const char* key, void** value) const {
 }
 
 bool INStringHashTable::addEntry(const char* key, void* value) {
-    return addBehind(&buckets[calculateHash(key)], key, value);
+    return appendAt(&buckets[calculateHash(key)], key, value);
 }
 
-INStringHashTable::Entry** INStringHashTable::linkOf(const char* key) const {
+INStringHashTable::Entry** INStringHashTable::findLink(const char* key) const {
     return linkTo(&buckets[calculateHash(key)], key);
 }
 
-bool INStringHashTable::addBehind(Entry** link, const char* key, void* value) {
+bool INStringHashTable::appendAt(Entry** link, const char* key, void* value) {
     char* const copy = copyOf(key);
     if (copy == nullptr) return false;
     const bool added = append(link, copy, value);

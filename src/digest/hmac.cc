@@ -9,10 +9,10 @@
 
 #include <velutils++/digests.h>
 
-#include "digest_internal.h"
-
 #include <alloca.h>
 #include <string.h>
+
+#include "digest_internal.h"
 
 AuthenticationContext::~AuthenticationContext() {}
 

@@ -6,10 +6,10 @@
 
 #include <velutils++/digests.h>
 
-#include "digest_internal.h"
-
 #include <endian.h>
 #include <string.h>
+
+#include "digest_internal.h"
 
 namespace {
 

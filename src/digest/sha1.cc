@@ -6,10 +6,10 @@
 
 #include <velutils++/digests.h>
 
-#include "digest_internal.h"
-
 #include <endian.h>
 #include <string.h>
+
+#include "digest_internal.h"
 
 // The virtual table of Sha1HashContext, under the name that the Itanium C++ ABI (and ARM's, which
 // follows it) gives it. An object points to its third slot.

@@ -11,11 +11,11 @@
 
 #include <velutils++/ip_address.h>
 
-#include "../text/whole_text_internal.h"
-
 #include <string.h>
 
 #include <new>
+
+#include "../text/whole_text_internal.h"
 
 namespace {
 

@@ -31,18 +31,18 @@ const size_t PATH_SIZE = 256;
 
 class Directory {
   public:
-    explicit Directory(const char* path) : stream(opendir(path)) {}
+    explicit Directory(const char* path) : stream_(opendir(path)) {}
     Directory(const Directory&) = delete;
     Directory& operator=(const Directory&) = delete;
     ~Directory() {
-        if (stream != nullptr) closedir(stream);
+        if (stream_ != nullptr) closedir(stream_);
     }
 
-    bool isOpen() const { return stream != nullptr; }
-    const struct dirent* read() const { return readdir(stream); }
+    bool isOpen() const { return stream_ != nullptr; }
+    const struct dirent* read() const { return readdir(stream_); }
 
   private:
-    DIR* stream;
+    DIR* stream_;
 };
 
 // Reads up to `size` bytes of a process's command line. -1 when the process has ended; 0 also when
@@ -96,7 +96,7 @@ ProcessEntry* findPid(ProcessEntry* entry, int pid) {
 class Lookup {
   public:
     explicit Lookup(ProcessEntry* first)
-        : expected(first), lastPid(-1), slots(nullptr), bits(0), used(0) {}
+        : expected_(first), lastPid_(-1), slots_(nullptr), bits_(0), used_(0) {}
     Lookup(const Lookup&) = delete;
     Lookup& operator=(const Lookup&) = delete;
     ~Lookup() { release(); }
@@ -104,40 +104,40 @@ class Lookup {
     // `first` is the first entry now.
     ProcessEntry* find(ProcessEntry* first, int pid) {
         // Ascending ids so far: no entry before this one has the same id.
-        if (expected != nullptr && pid > lastPid && expected->getPid() == pid) {
-            ProcessEntry* const found = expected;
-            expected = found->getNext();
-            lastPid = pid;
+        if (expected_ != nullptr && pid > lastPid_ && expected_->getPid() == pid) {
+            ProcessEntry* const found = expected_;
+            expected_ = found->getNext();
+            lastPid_ = pid;
             return found;
         }
-        expected = nullptr;
-        if (used * 2 >= capacity() && !build(first)) return findPid(first, pid);
+        expected_ = nullptr;
+        if (used_ * 2 >= capacity() && !build(first)) return findPid(first, pid);
         return *slotOf(pid);
     }
 
     // For an entry that was appended since.
     void add(ProcessEntry* entry) {
-        if (slots != nullptr) insert(entry);
+        if (slots_ != nullptr) insert(entry);
     }
 
   private:
     static const unsigned FEWEST_BITS = 10;  // a page on 32-bit machines
 
-    size_t capacity() const { return slots != nullptr ? size_t{1} << bits : 0; }
+    size_t capacity() const { return slots_ != nullptr ? size_t{1} << bits_ : 0; }
 
     // The slot of the id's entry, or the empty one where it belongs.
     ProcessEntry** slotOf(int pid) const {
         // Multiplied by 2^32 / golden ratio, consecutive ids spread evenly.
-        size_t i = static_cast<uint32_t>(pid) * 2654435769u >> (32 - bits);
-        while (slots[i] != nullptr && slots[i]->getPid() != pid) i = (i + 1) & (capacity() - 1);
-        return &slots[i];
+        size_t i = static_cast<uint32_t>(pid) * 2654435769u >> (32 - bits_);
+        while (slots_[i] != nullptr && slots_[i]->getPid() != pid) i = (i + 1) & (capacity() - 1);
+        return &slots_[i];
     }
 
     void insert(ProcessEntry* entry) {
         ProcessEntry** const slot = slotOf(entry->getPid());
         if (*slot != nullptr) return;
         *slot = entry;
-        ++used;
+        ++used_;
     }
 
     // Puts all entries into a new index, less than half full. False when there is no memory for it.
@@ -145,26 +145,26 @@ class Lookup {
         release();
         size_t count = 0;
         for (ProcessEntry* entry = first; entry != nullptr; entry = entry->getNext()) ++count;
-        for (bits = FEWEST_BITS; size_t{1} << bits <= count * 2; ++bits) continue;
-        void* const mapping = mmap(nullptr, sizeof *slots << bits, PROT_READ | PROT_WRITE,
+        for (bits_ = FEWEST_BITS; size_t{1} << bits_ <= count * 2; ++bits_) continue;
+        void* const mapping = mmap(nullptr, sizeof *slots_ << bits_, PROT_READ | PROT_WRITE,
                                    MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (mapping == MAP_FAILED) return false;
-        slots = static_cast<ProcessEntry**>(mapping);
+        slots_ = static_cast<ProcessEntry**>(mapping);
         for (ProcessEntry* entry = first; entry != nullptr; entry = entry->getNext()) insert(entry);
         return true;
     }
 
     void release() {
-        if (slots != nullptr) munmap(slots, capacity() * sizeof *slots);
-        slots = nullptr;
-        used = 0;
+        if (slots_ != nullptr) munmap(slots_, capacity() * sizeof *slots_);
+        slots_ = nullptr;
+        used_ = 0;
     }
 
-    ProcessEntry* expected;  // null after the first miss
-    int lastPid;             // of the entry before the expected one
-    ProcessEntry** slots;    // null: no index
-    unsigned bits;           // the index has 2^bits slots
-    size_t used;
+    ProcessEntry* expected_;  // null after the first miss
+    int lastPid_;             // of the entry before the expected one
+    ProcessEntry** slots_;    // null: no index
+    unsigned bits_;           // the index has 2^bits slots
+    size_t used_;
 };
 
 // Returns the last entry.

@@ -2,8 +2,8 @@
 //
 // What CSemaphore and the named locks, whose guard is a CSemaphore, share.
 
-#ifndef VELUTILS_PROCESS_SEMAPHORE_INTERNAL_H
-#define VELUTILS_PROCESS_SEMAPHORE_INTERNAL_H
+#ifndef VELUTILS_SEMAPHORE_INTERNAL_H
+#define VELUTILS_SEMAPHORE_INTERNAL_H
 
 #include <velutils++/locks.h>
 

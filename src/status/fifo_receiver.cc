@@ -46,20 +46,20 @@ bool haveEventBase() {
 class Service {
   public:
     explicit Service(struct bufferevent* receiver)
-        : receiver_(receiver), removed_(false), outer_(innermost) {
-        innermost = this;
+        : receiver_(receiver), removed_(false), outer_(innermost_) {
+        innermost_ = this;
     }
     Service(const Service&) = delete;
     Service& operator=(const Service&) = delete;
     ~Service() {
-        innermost = outer_;
+        innermost_ = outer_;
         if (removed_ && !isServed(receiver_)) bufferevent_free(receiver_);
     }
 
     bool removed() const { return removed_; }
 
     static bool isServed(const struct bufferevent* receiver) {
-        for (const Service* service = innermost; service != nullptr; service = service->outer_)
+        for (const Service* service = innermost_; service != nullptr; service = service->outer_)
             if (service->receiver_ == receiver) return true;
         return false;
     }
@@ -67,19 +67,19 @@ class Service {
     // From here on the services of the receiver deliver nothing, and the last one frees it.
     static void remove(struct bufferevent* receiver) {
         bufferevent_disable(receiver, EV_READ | EV_WRITE);
-        for (Service* service = innermost; service != nullptr; service = service->outer_)
+        for (Service* service = innermost_; service != nullptr; service = service->outer_)
             if (service->receiver_ == receiver) service->removed_ = true;
     }
 
   private:
-    static Service* innermost;  // all on the thread that runs the loop
+    static Service* innermost_;  // all on the thread that runs the loop
 
     struct bufferevent* const receiver_;
     bool removed_;
     Service* const outer_;
 };
 
-Service* Service::innermost = nullptr;
+Service* Service::innermost_ = nullptr;
 
 struct EntryRelease {
     void operator()(StatusFifoEntry* entry) const {

@@ -12,8 +12,6 @@
 
 #include <velutils++/status.h>
 
-#include "../text/whole_text_internal.h"
-
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -24,6 +22,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+
+#include "../text/whole_text_internal.h"
 
 namespace {
 
@@ -78,17 +78,16 @@ class GrowingText {
         const long long length = text_.length() + static_cast<long long>(n);
         if (length > room_) {
             room_ = static_cast<long>(std::min<long long>(2 * length, INT32_MAX));
-            String larger(text_.buffer(), room_);
-            if (larger.length() == text_.length()) text_ = larger;
+            moveAll(text_, room_);
         }
         return appendAll(text_, p, n);
     }
 
     // In a buffer of the usual size, if there is memory for one.
     String text() const {
-        if (room_ == text_.length()) return text_;
-        const String fitted(text_.buffer());
-        return fitted.length() == text_.length() ? fitted : text_;
+        String fitted(text_);
+        if (room_ != text_.length()) moveAll(fitted, 0);
+        return fitted;
     }
 
   private:

@@ -8,13 +8,13 @@
 //
 // Tested by format_test.cc.
 
-#include "decimal_pairs.h"
-#include "format_internal.h"
-
 #include <velutils++/text.h>
 
 #include <limits.h>
 #include <string.h>
+
+#include "decimal_pairs_internal.h"
+#include "format_internal.h"
 
 namespace {
 

@@ -11,11 +11,11 @@
 
 #include <velutils++/conversions.h>
 
-#include "decimal_pairs.h"
-
 #include <string.h>
 
 #include <algorithm>
+
+#include "decimal_pairs_internal.h"
 
 namespace {
 

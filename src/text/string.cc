@@ -10,13 +10,13 @@
 
 #include <velutils++/text.h>
 
-#include "string_internal.h"
-
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include <new>
+
+#include "string_internal.h"
 
 #if __has_include(<sys/single_threaded.h>)
 #include <sys/single_threaded.h>
@@ -141,7 +141,7 @@ void String::takeEmpty() {
 void String::putAt(long at, const char* p, long long n) {
     const long long length = at + n;
     if (!mayWrite(length)) {
-        take(buildBuffer(length, at, buffer_->text(), static_cast<long>(n), p));
+        take(buildBuffer(length, at, chars(), static_cast<long>(n), p));
         return;
     }
     memmove(buffer_->text() + at, p, static_cast<size_t>(n));
@@ -228,11 +228,11 @@ String& String::operator=(char ch) {
 // Appending
 
 void String::internalConcat(const char* p, long n) {
-    if (n <= LONGEST_TEXT) putAt(buffer_->length_, p, n);
+    if (n <= LONGEST_TEXT) putAt(size(), p, n);
 }
 
 String& String::concat(const String& other) {
-    return concat(other.buffer(), other.length());
+    return concat(other.chars(), other.size());
 }
 
 String& String::concat(const char* p, long n) {
@@ -288,15 +288,15 @@ String operator+(char a, const String& b) {
 // Reading
 
 long String::length() const {
-    return buffer_->length_;
+    return size();
 }
 
 const char* String::buffer() const {
-    return buffer_->text();
+    return chars();
 }
 
 char String::operator[](long i) const {
-    return i >= 0 && i < buffer_->length_ ? buffer_->text()[i] : '\0';
+    return i >= 0 && i < size() ? chars()[i] : '\0';
 }
 
 String& String::operator*() {
@@ -309,10 +309,9 @@ const String& String::operator*() const {
 
 long String::getChars(long begin, long end, char* dst) const {
     if (dst == nullptr) return 0;
-    const long length = buffer_->length_;
-    const long first = begin < 0 ? 0 : begin > length ? length : begin;
-    const long last = end < first ? first : end > length ? length : end;
-    memmove(dst, buffer_->text() + first, static_cast<size_t>(last - first));
+    const long first = begin < 0 ? 0 : begin > size() ? size() : begin;
+    const long last = end < first ? first : end > size() ? size() : end;
+    memmove(dst, chars() + first, static_cast<size_t>(last - first));
     return last - first;
 }
 

@@ -10,10 +10,10 @@
 
 #include <velutils++/text.h>
 
-#include "string_internal.h"
-
 #include <locale.h>
 #include <string.h>
+
+#include "string_internal.h"
 
 namespace {
 

@@ -6,10 +6,10 @@
 
 #include <velutils++/text.h>
 
-#include "string_internal.h"
-
 #include <stdio.h>
 #include <string.h>
+
+#include "string_internal.h"
 
 namespace {
 

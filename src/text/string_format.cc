@@ -3,29 +3,31 @@
 // String::format and String::concatf: measured by the library's formatter, rendered by the
 // platform's vsnprintf.
 //
-// An argument may point into the text that the output overwrites. So a short output is rendered on
-// the stack and then put in its place. A long output is rendered in its place, unless the measuring
-// pass has found such an argument; then it is rendered in memory of its own first. Short outputs of
-// common directives, which both formatters render alike, take one pass of the library's formatter
-// instead of the two: half of the time.
+// An argument may point into the text that the output replaces. A short output is therefore
+// rendered on the stack and then copied. A long output is rendered where it belongs: in this
+// buffer, or in a new one. If it belongs in this buffer and the measuring pass found such an
+// argument, it is rendered in temporary memory first. Short outputs of common directives, which
+// both formatters render alike, take one pass of the library's formatter instead of both passes:
+// half the time.
 //
 // Tested by text_test.cc and format_test.cc.
 
-// A fortified vsnprintf ends the program at a %n in a writable format; here %n is allowed.
+// A fortified vsnprintf aborts at a %n in a writable format, but here %n is allowed.
 #undef _FORTIFY_SOURCE
 
 #include <velutils++/text.h>
 
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
 #include "format_internal.h"
 #include "string_internal.h"
 
-#include <stdio.h>
-#include <stdlib.h>
-
 namespace {
 
-// Renders exactly n characters: those of the platform, then NULs. Where vsnprintf fails, what it
-// had written by then stays.
+// Renders exactly n characters: those of the platform, then NULs. If vsnprintf fails, the
+// characters that it has already written stay.
 void renderExactly(char* area, int32_t n, const char* format, va_list arguments) {
     const size_t size = static_cast<size_t>(n) + 1;
     memset(area, 0, size);
@@ -34,7 +36,7 @@ void renderExactly(char* area, int32_t n, const char* format, va_list arguments)
 
 }  // namespace
 
-// Replaces everything from `at` on with the output and returns its length; one below 1 changes
+// Replaces everything from `at` on with the output and returns its length. A length below 1 changes
 // nothing.
 int32_t String::renderAt(long at, const char* format, va_list arguments) {
     char local[2048];
@@ -44,7 +46,7 @@ int32_t String::renderAt(long at, const char* format, va_list arguments) {
         return n;
     }
 
-    TextRange text = {buffer_->text(), static_cast<size_t>(buffer_->capacity_) + 1, false};
+    TextRange text = {chars(), static_cast<size_t>(buffer_->capacity_) + 1, false};
     n = measureFormatted(format, arguments, &text);
     if (n < 1) return n;
     const long long length = static_cast<long long>(at) + n;
@@ -59,7 +61,7 @@ int32_t String::renderAt(long at, const char* format, va_list arguments) {
         return n;
     }
 
-    StringBuffer* const target = inPlace ? buffer_ : buildBuffer(length, at, buffer_->text());
+    StringBuffer* const target = inPlace ? buffer_ : buildBuffer(length, at, chars());
     if (target == nullptr) return n;
     renderExactly(target->text() + at, n, format, arguments);
     target->setLength(static_cast<long>(length));
@@ -78,7 +80,7 @@ String& String::format(const char* format, ...) {
 String& String::concatf(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    renderAt(length(), format, arguments);
+    renderAt(size(), format, arguments);
     va_end(arguments);
     return *this;
 }

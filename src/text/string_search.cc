@@ -10,9 +10,9 @@
 
 #include <velutils++/text.h>
 
-#include "string_internal.h"
-
 #include <string.h>
+
+#include "string_internal.h"
 
 namespace {
 

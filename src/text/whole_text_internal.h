@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Changes of a String that report whether there was enough memory: String itself reports nothing,
-// and keeps its old text. For callers to whom that is a wrong text.
+// Operations on a String that return false when out of memory. String's own operations report
+// nothing and keep the old text, which some callers would take for the new one.
 
 #ifndef VELUTILS_WHOLE_TEXT_INTERNAL_H
 #define VELUTILS_WHOLE_TEXT_INTERNAL_H
@@ -19,7 +19,16 @@ inline bool appendAll(String& text, const char* p, size_t n) {
     return text.length() == wanted;
 }
 
-// False also when the platform renders nothing of an output that is not empty.
+// Moves a text without NULs to a buffer with room for `room` characters, or for the text if that is
+// longer. For an empty text it always returns true.
+inline bool moveAll(String& text, long room) {
+    const String moved(text.buffer(), room);
+    if (moved.length() != text.length()) return false;
+    text = moved;
+    return true;
+}
+
+// Also returns false if vsnprintf renders nothing of an output that is not empty.
 template <class... Arguments>
 bool formatAll(String& text, const char* format, Arguments... arguments) {
     text = String::EMPTY();

@@ -2,8 +2,8 @@
 //
 // The keys of indexed values.
 
-#ifndef VELUTILS_INDEXED_KEY_H
-#define VELUTILS_INDEXED_KEY_H
+#ifndef VELUTILS_INDEXED_KEY_INTERNAL_H
+#define VELUTILS_INDEXED_KEY_INTERNAL_H
 
 #include "../text/whole_text_internal.h"
 
