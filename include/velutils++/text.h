@@ -4,9 +4,9 @@
  *
  * The plain functions can be called from C; the class needs C++11.
  *
- * Text is bytes: no encoding is assumed, letters are ASCII letters, bytes compare as 0 to 255.
- * Lengths, positions and counts are 32-bit quantities, whatever the width of long: a text that
- * would be longer than 2147483647 characters is refused like an allocation that fails.
+ * Text is bytes. No encoding is assumed, only ASCII letters have case, and bytes compare as 0 to
+ * 255. Lengths, positions and counts are 32-bit quantities, whatever the width of long. An
+ * operation that would make a text longer than 2147483647 characters fails as when out of memory.
  */
 #ifndef VELUTILS_TEXT_H
 #define VELUTILS_TEXT_H
@@ -35,42 +35,63 @@ extern "C" {
  *   c       int, its low byte   s         const char*          n   int*, see below
  *   %%      one %
  *
- * h takes the low 16 bits of an int (and makes %n store a short), l a long; a second length letter
- * is not read as one. Differences from printf(3): no floating point; any other conversion letter
- * is emitted as itself and takes no argument; 0 pads texts too; %.0d of 0 is "0"; %s of a null
- * pointer is "(null)"; %c of NUL emits its padding only. A precision cancels 0 for integers, and
- * - cancels it for all. A format that ends inside a directive ends there, without output for it.
- * %n stores the number of characters produced so far, as 32 bits (16 with h), also when the
- * output is only measured. Widths and precisions above 2147483647 count as 2147483647.
+ * h takes the low 16 bits of an int, and l takes a long. A second length letter is not read as one.
  *
- * No allocation, no state, no errors but those stated. The format must not be null; arguments are
- * taken as the directives say, unchecked. With -Wformat (part of -Wall) the compiler compares them
- * with the format, as for printf(3). Threads: any, each on its own buffer. */
+ * Differences from printf(3):
+ *
+ *   - Any other conversion letter is emitted as itself and takes no argument. So there is no
+ *     floating point, and there are no other length letters:
+ *
+ *         snxprintf   "%.1f C" of 21.5   f C
+ *         snxprintf   "%zu" of 1234      zu
+ *         snxprintf   "%lld" of 5        ld
+ *
+ *     The directives after it may then take the wrong arguments, and a %s can read a number as an
+ *     address.
+ *   - A precision cancels the flag 0 for integers. The flag - cancels it for all conversions. The
+ *     flag 0 pads texts and characters, too: "%05s" of "ab" is 000ab.
+ *   - The flag # puts its 0 in front of the zeros of a precision: "%#.3o" of 8 is 0010.
+ *   - A precision of 0 still emits the 0 of an integer: "%.0d" of 0 is 0. It cuts the character of
+ *     %c. %c of NUL emits its padding only.
+ *   - %p is a number with 0x, also for a null pointer: 0x0. %s of a null pointer is (null).
+ *   - %n stores how many characters were produced so far. Those before the offset count; those that
+ *     a full buffer has cut off do not. It stores an int, or a short with h, also if the output is
+ *     only measured. With l it stores 32 bits, too: in a 64-bit long this is the low half on a
+ *     little-endian processor and the high half on a big-endian one. So use %n with an int.
+ *   - A format that ends inside a directive ends there, and the directive emits nothing.
+ *   - Widths and precisions above 2147483647 count as 2147483647.
+ *
+ * The formatter does not allocate, has no state and has no errors but those stated. It does not
+ * check the arguments. With -Wformat (part of -Wall) the compiler compares them with the format, as
+ * for printf(3). Threads: any number at once, each with its own buffer.
+ *
+ * REQUIRES: the format is not null. */
 
-/* Writes the output from its character number `offset` on, at most size - 1 characters and a NUL,
- * and returns how many characters were stored. A long output can so be fetched in pieces. Returns
- * 0 and writes nothing if buffer is null, offset is negative or size is 0. */
+/* Skips the first offset characters of the output, writes at most size - 1 of the rest and a NUL to
+ * buffer, and returns how many it wrote. With growing offsets you get a long output in pieces.
+ * Returns 0 and writes nothing if buffer is null, offset is negative or size is 0. */
 VELUTILS_API int32_t snxprintf(char* buffer, int32_t offset, uint32_t size, const char* format, ...)
     __attribute__((format(printf, 4, 5)));
 VELUTILS_API int32_t vsnxprintf(char* buffer, int32_t offset, uint32_t size, const char* format,
                                 va_list arguments) __attribute__((format(printf, 4, 0)));
 
-/* The length of the whole output, without the NUL. */
+/* Returns the length of the complete output, without the NUL. */
 VELUTILS_API int32_t strlenf(const char* format, ...) __attribute__((format(printf, 1, 2)));
 VELUTILS_API int32_t vstrlenf(const char* format, va_list arguments)
     __attribute__((format(printf, 1, 0)));
 
-/* Compare two NUL-terminated texts, A to Z taken as a to z: exactly -1, 0 or 1. strnicmp looks at
- * no more than count characters; a negative count sets no bound. Neither accepts null. */
+/* Compares two texts without case. Returns -1 if a sorts first, 0 if they are equal, otherwise 1.
+ * REQUIRES: a and b are NUL-terminated and not null. */
 VELUTILS_API int stricmp(const char* a, const char* b);
+/* As stricmp(), but compares at most count characters. A negative count sets no limit. */
 VELUTILS_API int strnicmp(const char* a, const char* b, int32_t count);
 
 #ifdef __cplusplus
 }  // extern "C"
 
-// Chooses the overloads for a number where a text or a character is expected: any arithmetic or
-// enumeration type but char. The result is one character, as ever: static_cast<char>(number). The
-// compiler warns about every use. A character that was computed needs that cast.
+// Selects the overloads that take a number where a text or a character is expected: any arithmetic
+// or enumeration type but char. The number becomes one character, static_cast<char>(number), and
+// the compiler warns about each use. Cast a computed character to char to avoid the warning.
 template <class Number>
 using EnableForNumber =
     typename std::enable_if<std::is_scalar<Number>::value && !std::is_same<Number, char>::value &&
@@ -80,59 +101,67 @@ using EnableForNumber =
 //
 //     | referers | capacity | length | t e x t \0 . . . . |    one malloc block
 //
-// Copies share the buffer; the first change to a String that shares its buffer copies it. All
-// empty Strings without a buffer of their own share one static buffer, so making them costs no
-// allocation. A buffer built for a text has some room to spare (NEAREST_VALID_STRING_LENGTH); into
-// it a String that does not share grows in place.
+// Copies share the buffer. The first change to a String that shares its buffer copies the buffer.
+// All Strings that are made empty share one static buffer, which takes no memory. A new buffer has
+// some room to spare (NEAREST_VALID_STRING_LENGTH), so an unshared String can grow in place until
+// that room is used up.
 //
-// Failures: nothing throws, logs or reports. A null const char* is the empty text everywhere.
-// Positions out of range are limited or ignored as stated. When an allocation is refused, a
-// constructor gives the empty String and a changing operation leaves the String as it was.
+// Failures: nothing throws, logs or reports an error. A null const char* is the empty text
+// everywhere. Positions out of range are limited or ignored, as stated at each operation. When out
+// of memory, a constructor makes the empty String and a changing operation changes nothing.
 //
-// Embedded NULs: concat(const char*, long) can put them into a text. length() counts them; what
-// reads buffer() as a NUL-terminated text ends at the first. Each operation says which it does
-// where it matters.
+// Embedded NULs: concat(const char*, long) can put them into a text. length() counts them.
+// Functions that take buffer() as a NUL-terminated text stop at the first one. Where it matters, an
+// operation says what it does.
 //
-// Threads: Strings that share a buffer may live in different threads; the count is changed
-// atomically once the process has a second thread. One String object belongs to one thread at a
-// time.
+// Threads: Strings that share a buffer may belong to different threads. The count of a buffer is
+// changed atomically once the process has a second thread. One String object belongs to one thread
+// at a time.
 class VELUTILS_API String {
   public:
-    // The shared buffer. Constructors do not check that the text fits: allocate with
-    // new (capacity) StringBuffer(capacity, ...) and a capacity no less than the length.
-    // new gives null when the heap refuses.
+    // The shared buffer. Make one with new (capacity) StringBuffer(capacity, ...), which returns
+    // null when out of memory. A program rarely needs this class. REQUIRES: the capacity is at
+    // least the length of the text. It is not checked.
     class VELUTILS_API StringBuffer {
       public:
-        // Empty, one character, n bytes, two or three texts joined, or a copy with its capacity.
-        StringBuffer();  // for EMPTY() only
+        // For EMPTY() only.
+        StringBuffer();
+        // Holds the empty text.
         explicit StringBuffer(long capacity);
+        // Holds one character.
         StringBuffer(long capacity, char ch);
+        // Holds n bytes.
         StringBuffer(long capacity, long n, const char* p);
+        // Holds two or three texts, joined.
         StringBuffer(long capacity, long firstLength, const char* first, long secondLength,
                      const char* second);
         StringBuffer(long capacity, long firstLength, const char* first, long secondLength,
                      const char* second, long thirdLength, const char* third);
+        // Copies the text and the capacity.
         StringBuffer(const StringBuffer& other);
         StringBuffer& operator=(const StringBuffer&) = delete;
 
-        // One block for the buffer and its text.
+        // Allocates or frees one block for the buffer and its text.
         static void* operator new(size_t size, long capacity) noexcept;
         static void operator delete(void* block) noexcept;
         static void operator delete(void* block, long capacity) noexcept;
 
-        // The capacity for a text of n >= 0 characters: the next value that is 7 modulo 16 for
-        // n <= 127 (7, 23, ... 135), the next that is 63 modulo 64 above (191, 255, ...).
+        // Returns the capacity for a text of n >= 0 characters. For n <= 127 it is the next value
+        // that is 7 modulo 16 (7, 23, ... 135), above that the next that is 63 modulo 64 (191, 255,
+        // ...).
         static long NEAREST_VALID_STRING_LENGTH(long n);
         // The buffer of all empty texts. One reference is its own, so it counts as shared while
         // any String holds it. It is never written and never released, and can be used until the
         // process ends.
         static StringBuffer* EMPTY();
 
-        // The room for text; whether this is shared; counting another referer.
+        // The room for text in characters.
         long capacity() const;
+        // Whether more than one reference to the buffer exists.
         bool hasMultipleReferers() const;
+        // Adds a reference.
         void link();
-        // Takes one reference back; the last one releases the buffer.
+        // Removes a reference. The last one frees the buffer.
         void drop();
 
       private:
@@ -156,24 +185,29 @@ class VELUTILS_API String {
     // handlers and threads can use it until the process ends.
     static const String& EMPTY();
 
-    // Of nothing, of another text, which they then share, or of a copy of the characters.
+    // The empty text.
     String();
+    // Shares the buffer of the other text.
     String(const String& other);
-    String(char ch);  // NUL gives the empty text
+    // One character. NUL makes the empty text.
+    String(char ch);
+    // A copy of a NUL-terminated text.
     String(const char* s);
     // One character: the number's low byte. For its digits use stringOf().
     template <class Number, class = EnableForNumber<Number>>
     VELUTILS_NUMBER_AS_TEXT String(Number ch) : String(static_cast<char>(ch)) {}
-    // Reserves room for `capacity` characters; never shortens s. Has a buffer of its own even for
-    // an empty s.
+    // A copy of s in a buffer with room for at least capacity characters. capacity never shortens
+    // s. Even an empty s gets a buffer of its own.
     String(const char* s, long capacity);
-    // At most count characters of s from start on; both are limited to the text.
+    // A copy of at most count characters of s from start on. Both are limited to the text.
     String(const char* s, long start, long count);
     ~String();
 
-    // Replace the text, also by this very one.
+    // Replaces the text and shares the buffer of the other one.
     String& operator=(const String& other);
-    String& operator=(const char* s);  // s may point into this text
+    // Replaces the text with a copy of s, which may point into this text.
+    String& operator=(const char* s);
+    // Replaces the text with one character. NUL makes it empty.
     String& operator=(char ch);
     // One character, as the constructor.
     template <class Number, class = EnableForNumber<Number>>
@@ -181,34 +215,40 @@ class VELUTILS_API String {
         return *this = static_cast<char>(ch);
     }
 
-    // Append.
+    // Appends the other text.
     String& concat(const String& other);
-    String& concat(const char* p, long n);  // exactly n bytes, NULs included
+    // Appends exactly n bytes, NULs included. p may point into this text.
+    String& concat(const char* p, long n);
+    // Appends a text. It may be this one or lie in it.
     String& operator+=(const String& other);
     String& operator+=(const char* s);
-    String& operator+=(char ch);  // NUL adds nothing
+    // Appends one character. NUL appends nothing.
+    String& operator+=(char ch);
     // One character, as the constructor.
     template <class Number, class = EnableForNumber<Number>>
     VELUTILS_NUMBER_AS_TEXT String& operator+=(Number ch) {
         return *this += static_cast<char>(ch);
     }
-    // Appends n >= 1 bytes; p is not null, and may point into this text.
+    // Appends n bytes. p may point into this text.
+    // REQUIRES: n >= 1, and p is not null.
     void internalConcat(const char* p, long n);
 
-    // In characters.
+    // Returns the length in characters.
     long length() const;
-    // NUL-terminated; valid until this String is changed, assigned or destroyed.
+    // Returns the characters with a NUL after them. They are valid until this String is changed,
+    // assigned or destroyed.
     const char* buffer() const;
-    // NUL for any i outside the text.
+    // Returns the character at i, or NUL if i is outside the text.
     char operator[](long i) const;
-    // The String itself.
+    // Returns the String itself.
     String& operator*();
     const String& operator*() const;
-    // Copies the characters from begin up to, not including, end, both limited to the text, and
-    // returns their number. dst gets no NUL; a null dst gives 0.
+    // Copies the characters from begin up to, but not including, end, and returns their number.
+    // Both are limited to the text. No NUL is written. If dst is null, returns 0.
     long getChars(long begin, long end, char* dst) const;
 
-    // As the constructors of the same arguments; numbers in decimal.
+    // Makes a String of the value. A number becomes decimal digits, and the other arguments are
+    // those of the constructors.
     static String stringOf(bool b);  // "true" or "false"
     static String stringOf(char ch);
     static String stringOf(const char* s);
@@ -219,78 +259,98 @@ class VELUTILS_API String {
     static String stringOf(unsigned long v);
     static String stringOf(void* p);  // as the platform's "%p"
 
-    // Replaces the text with the formatted output, or appends it. The length is what vstrlenf
-    // measures. The characters are those of the platform's vsnprintf, cut to that length or
-    // followed by NULs up to it. If vsnprintf fails, what it had written by then stays. An output
-    // whose length vstrlenf gives as 0 or negative (one of more than 2147483647 characters) makes
-    // the text empty, or appends nothing. Arguments may point into this text. An output that fits
-    // into an unshared buffer takes no memory, unless it has 2048 characters or more and an
-    // argument points into this text or a directive is unknown to the formatter. The format must
-    // be a literal of the program, never data.
+    // Replaces the text with the formatted output, or appends the output.
+    //
+    // The length is what vstrlenf() measures. The characters are those of the platform's
+    // vsnprintf(), cut to that length or followed by NULs up to it. So directives that the
+    // formatter does not have give a wrong text: format("%.1f C", 21.5) gives "21.", since "f C"
+    // has three characters. The directives after them may be measured with wrong arguments. Use
+    // snprintf(3) for such values.
+    //
+    // If vsnprintf() fails, what it has written stays. If vstrlenf() returns 0 or a negative number
+    // (for more than 2147483647 characters), the text becomes empty, or nothing is appended.
+    //
+    // Arguments may point into this text. An output that fits into an unshared buffer takes no
+    // memory, unless it has 2048 characters or more and an argument points into this text or a
+    // directive is unknown to the formatter.
+    //
+    // The format must be a literal of the program, never data: a format from outside can read and
+    // write the program's memory.
     String& format(const char* format, ...) __attribute__((format(printf, 2, 3)));
     String& concatf(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-    // Order. The sign is that of the other text against this one: positive when this text sorts
-    // first. Both read NUL-terminated texts. compareToIgnoreCase gives exactly -1, 0 or 1.
+    // Compares two texts up to their first NULs. The result is positive if this text sorts first,
+    // negative if the other one does, and 0 if they are equal.
     int32_t compareTo(const String& other) const;
+    // As compareTo() without case. Returns exactly 1, -1 or 0.
     int32_t compareToIgnoreCase(const String& other) const;
 
-    // Equality. Between Strings all bytes count, NULs included; a const char* and the comparison
-    // without case end at a NUL. A null s equals the empty text.
+    // Whether the texts are equal. All bytes count, NULs included.
     bool equals(const String& other) const;
+    // Whether the text up to its first NUL equals s. A null s is the empty text.
     bool equals(const char* s) const;
+    // Whether the lengths are equal, and the texts up to their first NULs are equal without case.
     bool equalsIgnoreCase(const String& other) const;
+    // Whether the text up to its first NUL equals s without case. A null s is the empty text.
     bool equalsIgnoreCase(const char* s) const;
 
-    // Byte by byte, NULs included. An empty text is found at every offset from 0 to length().
+    // Whether the text begins with prefix, or has it at offset. All bytes count, NULs included. An
+    // empty prefix is found at every offset from 0 to length().
     bool startsWith(const String& prefix) const;
     bool startsWith(const String& prefix, long offset) const;
+    // Whether the text ends with suffix. All bytes count, NULs included.
     bool endsWith(const String& suffix) const;
 
-    // Searches: the position of the first character, or -1. `from` below 0 means 0 forwards; a
-    // start that leaves no room for the match gives -1. An empty text is found at the start.
-    // Forward searches with case end at the first NUL and never find NUL.
+    // Returns the first position of the character or text at or after from, or -1. A negative from
+    // counts as 0. The search ends at the first NUL and never finds a NUL. An empty text is found
+    // at the start of the search.
     long indexOf(char ch) const;
     long indexOf(char ch, long from) const;
     long indexOf(const String& s) const;
     long indexOf(const String& s, long from) const;
+    // As indexOf() without case, and positions after a NUL are searched, too.
     long indexOfIgnoreCase(const String& s) const;
     long indexOfIgnoreCase(const String& s, long from) const;
 
-    // Backward searches: the last position, not above `from`; a negative `from` gives -1. The
-    // character search sees all bytes, NULs included; at each position texts are compared up to
-    // their first NUL. An empty text is found at the last position looked at.
+    // Returns the last position of the character at or before from, or -1. All bytes count, NULs
+    // included. A negative from gives -1.
     long lastIndexOf(char ch) const;
     long lastIndexOf(char ch, long from) const;
+    // Returns the last position of the text at or before from, or -1. At each position the texts
+    // are compared up to their first NUL. An empty text is found at the first position tried. A
+    // negative from gives -1.
     long lastIndexOf(const String& s) const;
     long lastIndexOf(const String& s, long from) const;
+    // As lastIndexOf() without case.
     long lastIndexOfIgnoreCase(const String& s) const;
     long lastIndexOfIgnoreCase(const String& s, long from) const;
 
     // Whether count characters from offset equal count characters of other from otherOffset. False
-    // when either range leaves its text or an argument is negative. A NUL in both ends the
+    // if a range is not inside its text or an argument is negative. A NUL in both texts ends the
     // comparison.
     bool regionMatches(bool ignoreCase, long offset, const String& other, long otherOffset,
                        long count) const;
     bool regionMatches(long offset, const String& other, long otherOffset, long count) const;
 
-    // A newChar of NUL changes nothing.
+    // Replaces each oldChar with newChar. If newChar is NUL, nothing changes.
     void replace(char oldChar, char newChar);
-    // ASCII letters only.
+    // Changes the case of all ASCII letters.
     void toLowerCase();
     void toUpperCase();
     // Removes blanks (bytes 9 to 13 and 32) from both ends.
     void trim();
 
-    // Remove the characters from start up to, not including, end, or to the end of the text.
+    // Removes the characters from start up to, but not including, end, or to the end of the text.
     // Positions outside the text are limited to it.
     String& deleteRegion(long start);
     String& deleteRegion(long start, long end);
 
-    // Insert before `position`; one outside 0 to length() changes nothing. The text may be this
-    // one or lie in it.
+    // Inserts a text before position, which may be length(). The text may be this one or lie in it.
+    // A position below 0 or above length() changes nothing.
     String& insert(long position, const String& text);
     String& insert(long position, const char* text);
+    // Inserts one character before position. NUL, and a position below 0 or above length(), change
+    // nothing.
     String& insert(long position, char ch);
     // One character, as the constructor.
     template <class Number, class = EnableForNumber<Number>>
@@ -298,13 +358,15 @@ class VELUTILS_API String {
         return insert(position, static_cast<char>(ch));
     }
 
-    // The text from start on, up to its first NUL; with end, no further than before end, and
-    // empty behind a NUL. A negative start gives the empty text without end, and means 0 with one.
+    // Returns the text from start up to its next NUL or its end. Empty if start is negative or not
+    // inside the text.
     String substring(long start) const;
+    // Returns the characters from start up to, but not including, end. A negative start counts as
+    // 0. Only the text up to its first NUL counts.
     String substring(long start, long end) const;
 
-    // Reads the text as sscanf(3) "%i" does: decimal, 0x hexadecimal, leading 0 octal. -1 when it
-    // holds no number.
+    // Reads the text as sscanf(3) "%i" does: as decimal, with 0x as hexadecimal, with a leading 0
+    // as octal. Returns -1 if it does not begin with a number.
     long toInteger() const;
 
   private:
@@ -315,7 +377,7 @@ class VELUTILS_API String {
     VELUTILS_LOCAL bool mayWrite(long long length) const;  // in place, a text of this length
     VELUTILS_LOCAL void take(StringBuffer* buffer);        // null changes nothing
     VELUTILS_LOCAL void takeEmpty();
-    VELUTILS_LOCAL bool unshare();  // keeps the capacity; false when the heap refuses
+    VELUTILS_LOCAL bool unshare();  // keeps the capacity; false when out of memory
     VELUTILS_LOCAL void putAt(long at, const char* p, long long n);  // p may lie in this text
     VELUTILS_LOCAL void insertBytes(long position, const char* text, long long n);
     VELUTILS_LOCAL int32_t renderAt(long at, const char* format, va_list arguments);
@@ -323,7 +385,7 @@ class VELUTILS_API String {
     StringBuffer* buffer_;
 };
 
-// The joined text.
+// Returns the joined text.
 VELUTILS_API String operator+(const String& a, const String& b);
 VELUTILS_API String operator+(const String& a, const char* b);
 VELUTILS_API String operator+(const char* a, const String& b);
@@ -345,8 +407,8 @@ VELUTILS_NUMBER_AS_TEXT inline
     return static_cast<char>(a) + b;
 }
 
-// Relations compare NUL-terminated texts; between Strings == also needs equal lengths. A null
-// const char* is the empty text; so is a NUL character.
+// Compares the texts up to their first NULs. Two Strings are equal only if their lengths are equal,
+// too. A null const char* and a NUL character are the empty text.
 VELUTILS_API bool operator==(const String& a, const String& b);
 VELUTILS_API bool operator!=(const String& a, const String& b);
 VELUTILS_API bool operator<(const String& a, const String& b);
