@@ -205,8 +205,8 @@ static_assert(sizeof(Sha1HashContext) ==
 static_assert(sizeof(HmacContext) == 2 * sizeof(void*) + 64 + 64 + sizeof(long),
               "hashContext, innerKeyPad, outerKeyPad, returnedHashLength");
 
-// Whether two digests or codes of the same length are equal. Reads every byte of both, so that the
-// time depends on the length alone and does not tell where they differ. True for length 0.
+// Whether two digests or codes of the same length are equal. It reads every byte of both, so the
+// time depends on the length alone and does not show where they differ. True for length 0.
 inline bool digestsEqual(const unsigned char* a, const unsigned char* b, unsigned long length) {
     // The compiler may not leave out a volatile read, so it cannot stop at the first difference.
     const volatile unsigned char* const left = a;
@@ -217,7 +217,7 @@ inline bool digestsEqual(const unsigned char* a, const unsigned char* b, unsigne
     return difference == 0;
 }
 
-// The bytes in hexadecimal, two lower-case digits each. Empty when out of memory.
+// Returns the bytes in hexadecimal, two lowercase digits each. Empty when out of memory.
 inline String digestToHex(const unsigned char* digest, unsigned long length) {
     if (length > 0x3FFFFFFF) return String();  // longer than a text can be
     String hex("", static_cast<long>(2 * length));

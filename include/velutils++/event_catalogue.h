@@ -1,8 +1,9 @@
 /* SPDX-License-Identifier: MIT
  *
- * The catalogue of the router's events: ids, names and descriptions, and look-ups by id and by
- * name. Part of <velutils++/status.h>; can be used from C. Every program has a copy of its own:
- * the library exports nothing of it.
+ * The catalogue of the router's events: ids, names and descriptions, and lookups by id and by name.
+ * <velutils++/status.h> includes this header. It can be used from C.
+ *
+ * Header-only: the library exports nothing for it, and every program has its own copy.
  */
 #ifndef VELUTILS_EVENT_CATALOGUE_H
 #define VELUTILS_EVENT_CATALOGUE_H
@@ -20,8 +21,8 @@ typedef struct EventCatalogueEntry {
     const char* description; /* a phrase for people */
 } EventCatalogueEntry;
 
-/* All events known to the router's daemons and scripts. Ids and names are unique; the order is
- * not that of the ids. Walk it by its element count: no row marks the end. */
+/* All events known to the router's daemons and scripts. Ids and names are unique. The order is not
+ * that of the ids. No row marks the end, so walk the array by its element count. */
 static const EventCatalogueEntry EVENT_CATALOGUE[] __attribute__((unused)) = {
     {0x01000001, "wan-up", "WAN link came up"},
     {0x01000002, "wan-down", "WAN link went down"},

@@ -61,11 +61,11 @@ class VELUTILS_API IpInterfaceStatus {
     virtual bool setTxQueueLen(const char* name, unsigned int length) const;
 };
 
-// Gives the interface an address together with its mask, in the order that lasts: setting an
-// address resets the mask. Of both words the low 32 bits count.
+// Sets the interface's address and then its mask, because the kernel resets the mask when it sets
+// an address. Only the low 32 bits of both words count.
 //
-// False when either could not be set; then address and mask are put back to what they were, as far
-// as the kernel lets. Address 0 and a mask that is not contiguous are refused with nothing touched.
+// Returns false if one of them cannot be set. Then it restores the old address and mask, as far as
+// the kernel lets it. Address 0 and a mask that is not contiguous are refused with nothing touched.
 inline bool setIpV4AddressAndMask(IpInterfaceStatus& interfaces, char const* name,
                                   unsigned long address, unsigned long mask) {
     const unsigned int newAddress = static_cast<unsigned int>(address & 0xFFFFFFFFUL);

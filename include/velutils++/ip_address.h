@@ -172,8 +172,8 @@ class VELUTILS_API IpAddress {
 VELUTILS_API bool operator==(const IpAddress& a, const IpAddress& b);
 VELUTILS_API bool operator!=(const IpAddress& a, const IpAddress& b);
 
-// Address and prefix length as in "192.0.2.1/24", the length always: "192.0.2.1/32". The empty text
-// for an address without a family, and when out of memory.
+// Returns address and prefix length: "192.0.2.1/24", and "192.0.2.1/32" for a host. Empty for an
+// address without a family, and when out of memory.
 inline String addressWithPrefix(IpAddress const& address) {
     String text;
     if (address.getIpAddrAsString(text).length() == 0) return text;

@@ -1,11 +1,13 @@
 /* SPDX-License-Identifier: MIT
  *
- * LineReceiver: lines from a status FIFO. C++ only; nothing of it is in the library.
+ * LineReceiver: lines from a status FIFO.
  *
  *     class Commands : public LineReceiver {
  *         void handleLine(const String& line) override { ... }
  *     };
  *     status.setupIpcRxFifo("/command", &commands);
+ *
+ * Header-only: the library exports nothing for it. C++ only. In C the header declares nothing.
  */
 #ifndef VELUTILS_LINE_RECEIVER_H
 #define VELUTILS_LINE_RECEIVER_H
@@ -19,29 +21,30 @@
 #include <velutils++/status.h>
 #include <velutils++/text.h>
 
-// Puts the bytes of one FIFO together to lines, however they were cut, and hands them on whole and
-// in order. A line ends with a newline ("\n"). Use one LineReceiver for each FIFO: the bytes of
-// several would be mixed.
+// Collects the bytes of one FIFO into lines, however they arrive, and delivers each line whole and
+// in order. A line ends with a newline ("\n"). Use one LineReceiver for each FIFO: it would mix the
+// bytes of several.
 //
-// Inside handleLine() and handleBadLine() an observer may
+// In handleLine() and handleBadLine() an observer may
 //
-//   - delete itself, after its receiver was removed or along with it: nothing more is delivered,
-//     and nothing of the object is touched;
-//   - remove its receiver or destroy the StatusInterface: whole lines that had arrived in the same
-//     call of handleFifoData() still come, and nothing after them; forget() stops those too;
-//   - have further bytes handled: calls of handleFifoData() nest, and the inner one first delivers
-//     what the outer one still has, so that the order is kept.
+//   - delete itself, after or together with its receiver. Nothing more is delivered, and the object
+//     is not used any more.
+//   - remove its receiver or destroy the StatusInterface. Whole lines of the same call of
+//     handleFifoData() are still delivered, unless forget() is called. Nothing is delivered after
+//     them.
+//   - pass more bytes to handleFifoData(). The inner call first delivers what the outer call still
+//     has, so the order is kept.
 //
-// Memory: at most one unfinished line, for which no more is allocated than `longest` needs,
-// whatever arrives, and twice that for a moment while it grows.
+// Memory: at most one unfinished line. It never takes more than `longest` characters need, or twice
+// as much for a moment while it grows.
 //
-// Failures: a line that could not be stored is a bad line. Nothing throws or logs.
+// Failures: a line that cannot be stored is a bad line. Nothing throws or logs.
 //
-// Threads: one at a time, the one that runs the libevent loop.
+// Threads: an object belongs to the thread that runs the libevent loop.
 class LineReceiver : public StatusFifoObserver {
   public:
-    // Lines may have up to `longest` characters without their newline. With 0 or less only empty
-    // lines pass.
+    // Lines can have up to `longest` characters without their newline. If longest is 0 or less,
+    // only empty lines are delivered.
     explicit LineReceiver(long longest = 1024)
         : longest_(longest > 0 ? longest : 0),
           room_(0),
@@ -54,17 +57,17 @@ class LineReceiver : public StatusFifoObserver {
         for (Piece* piece = newest_; piece != nullptr; piece = piece->outer) piece->owner = nullptr;
     }
 
-    // A line without its newline. Everything in it is as it arrived.
+    // Called with each line, without its newline and otherwise as it arrived.
     virtual void handleLine(const String& line) = 0;
 
-    // Called in place of handleLine(), when the newline arrives, for a line that was longer than
-    // `longest`, held a NUL or could not be stored for lack of memory. It is dropped; `length` is
-    // the number of all its bytes without the newline, LONG_MAX at most.
+    // Called instead of handleLine() for a line that is longer than `longest`, that contains a NUL,
+    // or that cannot be stored when out of memory. The line is dropped. `length` is the number of
+    // its bytes without the newline, at most LONG_MAX.
     virtual void handleBadLine(long length) { static_cast<void>(length); }
 
-    // Drops the unfinished line, and from within handleLine() or handleBadLine() also the bytes
-    // under way that were not delivered yet. The next byte begins a new line. An observer that
-    // gets another receiver calls it, or the old one's unfinished line is continued.
+    // Drops the unfinished line. In handleLine() and handleBadLine() it also drops the bytes that
+    // were not delivered yet. The next byte begins a new line. Call it if the observer gets another
+    // receiver. Otherwise the bytes of the new one continue the old one's unfinished line.
     void forget() {
         forgetLine();
         for (Piece* piece = newest_; piece != nullptr; piece = piece->outer) piece->at = piece->end;
@@ -74,7 +77,7 @@ class LineReceiver : public StatusFifoObserver {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdangling-pointer"  // own takes its address back when it ends
 #endif
-    // Called by the receiver; bytes from elsewhere may be handed in, too, any number at a time.
+    // Called by the receiver. You can also pass bytes from elsewhere, any number at a time.
     void handleFifoData(struct bufferevent* receiver, char* data, size_t length) override {
         static_cast<void>(receiver);
         Piece own(*this, data, length);
@@ -89,8 +92,8 @@ class LineReceiver : public StatusFifoObserver {
 #endif
 
   private:
-    // Bytes of a call of handleFifoData() that is under way; on that call's stack, so that it
-    // outlives this object if need be.
+    // The bytes of a current call of handleFifoData(). It lies on that call's stack, so it can
+    // outlive this object.
     struct Piece {
         Piece(LineReceiver& receiver, const char* data, size_t length)
             : at(data), end(data + length), owner(&receiver), outer(receiver.newest_) {

@@ -1,10 +1,12 @@
 /* SPDX-License-Identifier: MIT
  *
- * ScopedLock: holds a lock for a scope. C++ only; nothing of it is in the library.
+ * ScopedLock: holds a lock for a scope.
  *
  *     const ScopedLock<CSemaphore> guard(semaphore);
- *     if (!guard) return false;  // not taken: nothing to give back
- *     ...                        // the end of the scope gives it back, on every path
+ *     if (!guard) return false;  // the lock was not taken
+ *     ...                        // the end of the scope unlocks it, on every path
+ *
+ * Header-only: the library exports nothing for it. C++ only. In C the header declares nothing.
  */
 #ifndef VELUTILS_SCOPED_LOCK_H
 #define VELUTILS_SCOPED_LOCK_H
@@ -16,39 +18,41 @@
 // The second argument of a ScopedLock that tries instead of waiting.
 enum TryLock { TRY_LOCK };
 
-// Takes a lock when it is made and unlocks it when it is destroyed, if it holds it then.
+// The constructor takes a lock. The destructor unlocks it, if the guard still holds it.
 //
-// Lock is CSemaphore, CRecursiveSemaphore or any class with int lock() and int unlock(), for
-// TRY_LOCK also int trylock(). 0 means success; after any other result the lock is not held.
+// Lock is CSemaphore, CRecursiveSemaphore or any class with int lock() and int unlock(), and with
+// int trylock() for TRY_LOCK. They return 0 for success. After any other result of lock() or
+// trylock() the guard does not hold the lock.
 //
-// Failures: held() and result() report them. Nothing is logged here, and nothing is thrown but what
-// the Lock throws itself.
+// Failures: held() and result() report them. The guard logs nothing, and throws only what the Lock
+// throws.
 //
-// The lock stays the caller's and must outlive the guard. A process killed in the scope does not
-// run the destructor: docs/locks.md says what that means for each lock.
+// The caller owns the lock, which must outlive the guard. The destructor does not run if the
+// process is killed: docs/locks.md says what happens to each lock then.
 //
 // Threads: a guard belongs to the thread that made it.
 template <class Lock>
 class VELUTILS_NODISCARD ScopedLock {
   public:
-    // Waits for the lock, or takes it only if that needs no waiting.
+    // Waits for the lock.
     VELUTILS_NODISCARD explicit ScopedLock(Lock& lock)
         : lock_(lock), result_(lock.lock()), held_(result_ == 0) {}
+    // Takes the lock only if that needs no waiting.
     VELUTILS_NODISCARD ScopedLock(Lock& lock, TryLock)
         : lock_(lock), result_(lock.trylock()), held_(result_ == 0) {}
     ScopedLock(const ScopedLock&) = delete;
     ScopedLock& operator=(const ScopedLock&) = delete;
     ~ScopedLock() { unlock(); }
 
-    // Whether the lock is held through this guard now.
+    // Whether the guard holds the lock now.
     explicit operator bool() const { return held_; }
     bool held() const { return held_; }
 
-    // What lock() or trylock() returned when the guard was made, also after unlock().
+    // What lock() or trylock() returned in the constructor.
     int result() const { return result_; }
 
-    // Unlocks early and returns what the lock's unlock() did, or -1 when nothing was held. Nothing
-    // is held afterwards, whatever it returns.
+    // Unlocks before the end of the scope and returns the result of the lock's unlock(), or -1 if
+    // the guard does not hold the lock. The guard does not hold it afterwards, whatever the result.
     int unlock() {
         if (!held_) return -1;
         held_ = false;

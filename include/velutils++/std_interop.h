@@ -1,14 +1,15 @@
 /* SPDX-License-Identifier: MIT
  *
- * The library's types beside those of the C++ standard library: conversions, output to streams,
- * hashing, range for. C++ only; nothing of it is in the library. What needs std::string_view is
- * there from C++17 on.
+ * Use of the library's types with the C++ standard library: conversions, output to streams,
+ * hashing, range for. What needs std::string_view is declared from C++17 on.
  *
  *     std::unordered_map<String, IpAddress> routes;
  *     for (const auto& route : routes) std::cout << route.first << ' ' << route.second << '\n';
  *
- * Failures: where memory is refused, std::string throws as it always does; all else gives the empty
- * value. Threads: as the arguments.
+ * Failures: when out of memory, std::string throws std::bad_alloc. Everything else returns the
+ * empty value. Threads: as for the arguments.
+ *
+ * Header-only: the library exports nothing for it. C++ only. In C the header declares nothing.
  */
 #ifndef VELUTILS_STD_INTEROP_H
 #define VELUTILS_STD_INTEROP_H
@@ -32,18 +33,20 @@
 #include <velutils++/ip_address.h>
 #include <velutils++/text.h>
 
-// All characters, NULs included.
+// Returns a copy of all characters, NULs included.
 inline std::string toStdString(const String& text) {
     return std::string(text.buffer(), static_cast<size_t>(text.length()));
 }
 
 #if __cplusplus >= 201703L
-// All characters, NULs included. Valid until the String is changed, assigned or destroyed.
+// Returns all characters, NULs included. They are valid until the String is changed, assigned or
+// destroyed.
 inline std::string_view toStringView(const String& text) {
     return std::string_view(text.buffer(), static_cast<size_t>(text.length()));
 }
 
-// All characters, NULs included. Empty when out of memory. Before C++17 of a std::string.
+// Returns a String of all characters, NULs included. Empty when out of memory. Before C++17 it
+// takes a std::string.
 inline String toString(std::string_view characters) {
 #else
 inline String toString(const std::string& characters) {
@@ -53,18 +56,18 @@ inline String toString(const std::string& characters) {
     return text;
 }
 
-// The characters of a text for a range for, NULs included. Changing the text ends their life.
+// The characters of a text for a range for, NULs included. The loop must not change the text.
 //
 //     for (const char character : text) ...
 inline const char* begin(const String& text) {
     return text.buffer();
 }
-// After the last of them.
+// The end of the characters, for a range for.
 inline const char* end(const String& text) {
     return text.buffer() + text.length();
 }
 
-// The characters, NULs included. Width, fill and left or right adjustment count as for a
+// Writes the characters, NULs included. Width, fill and left or right adjustment work as for a
 // std::string, and the width is 0 afterwards.
 inline std::ostream& operator<<(std::ostream& out, const String& text) {
     const std::streamsize padding = out.width() - text.length();
@@ -75,15 +78,15 @@ inline std::ostream& operator<<(std::ostream& out, const String& text) {
     out.width(0);
     return out;
 }
-// As addressWithPrefix(), with width, fill and adjustment.
+// Writes the text of addressWithPrefix(), with width, fill and adjustment.
 inline std::ostream& operator<<(std::ostream& out, const IpAddress& address) {
     return out << addressWithPrefix(address);
 }
 
 namespace std {
 
-// Equal Strings have equal hashes. == compares the characters up to the first NUL, and the lengths
-// including what follows it; so does this.
+// Equal Strings have equal hashes. Like ==, it uses the characters up to the first NUL and the
+// whole length.
 template <>
 struct hash<String> {
     // FNV-1a of the characters, then of the length.
@@ -97,8 +100,8 @@ struct hash<String> {
 
 }  // namespace std
 
-// A copy of the values of an INUInt32HashTable or INStringHashTable, in the table's own order. The
-// table may be changed while the copy is walked. Empty when out of memory.
+// Returns a copy of the values of an INUInt32HashTable or INStringHashTable, in the table's order.
+// You can change the table while you walk the copy. Empty when out of memory.
 //
 //     for (void* value : valuesOf(table)) delete static_cast<Route*>(value);
 template <class Table>
