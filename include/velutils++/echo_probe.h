@@ -117,7 +117,8 @@ class EchoProbe {
         SEQUENCE_AT = 6,
         PAYLOAD = 16,
         REQUEST = ICMP_HEADER + PAYLOAD,
-        // <linux/icmp.h> and <netinet/ip_icmp.h> exclude each other: the includer may need either.
+        // Not from <linux/icmp.h> or <netinet/ip_icmp.h>: they conflict, and a program may include
+        // either.
         ECHO_REPLY = 0,
         UNREACHABLE_TYPE = 3,
         LAST_UNREACHABLE_CODE = 15,
@@ -126,7 +127,8 @@ class EchoProbe {
         FILTER_OPTION = 1,  // ICMP_FILTER, raw(7)
     };
 
-    // Open a socket, or give -1. The unprivileged one settles the identifier of its requests.
+    // Opens a socket, or returns -1. The unprivileged socket determines the identifier of its
+    // requests.
     static int openRaw();
     static int openUnprivileged(unsigned char* identifier);
     // Sends request_ to target_.
@@ -140,7 +142,7 @@ class EchoProbe {
     bool isRequest(const unsigned char* icmp, in_addr_t destination) const;
     bool isUnreachable(const unsigned char* icmp, size_t n) const;
 
-    // Look at one packet. NOTHING_YET: it was no answer. FAILED: none is waiting.
+    // Reads one packet. NOTHING_YET: it was no answer. FAILED: no packet was waiting.
     Answer receive() const;
     Answer receiveError() const;
     int32_t elapsed() const;
@@ -194,8 +196,8 @@ inline bool EchoProbe::send(const IpAddress& target, const IpAddress& source) {
     return true;
 }
 
-// Errors of an unprivileged socket wait beside its replies, so which came first is not known: an
-// error counts only when no reply is found after it.
+// An unprivileged socket has separate queues for errors and replies, so we do not know which came
+// first. An error counts only if no reply is found after it.
 inline EchoProbe::Answer EchoProbe::poll() {
     bool unreachable = false;
     for (int i = 0; fd_ != -1 && i < PACKETS; ++i) {
@@ -224,7 +226,8 @@ inline void EchoProbe::close() {
     roundTrip_ = -1;
 }
 
-// The filter keeps the packets of other programs from filling the socket. Nothing relies on it.
+// The filter keeps the packets of other programs from filling the socket. The checks do not rely on
+// it.
 inline int EchoProbe::openRaw() {
     const int fd = socket(AF_INET, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, IPPROTO_ICMP);
     const uint32_t unwanted = ~(1u << ECHO_REPLY | 1u << UNREACHABLE_TYPE | 1u << TIME_EXCEEDED);
@@ -288,7 +291,7 @@ inline EchoProbe::Answer EchoProbe::receive() const {
                                       reinterpret_cast<struct sockaddr*>(&from), &length);
     if (received < 0) return FAILED;
 
-    // Only a raw socket gives the IP header, too.
+    // Only a raw socket returns the IP header, too.
     const size_t header = raw_ && received > 0 ? (packet[0] & 0x0Fu) * 4 : 0;
     const size_t n = static_cast<size_t>(received);
     if (n < header + ICMP_HEADER) return NOTHING_YET;
@@ -298,7 +301,7 @@ inline EchoProbe::Answer EchoProbe::receive() const {
     return isUnreachable(icmp, n - header) ? UNREACHABLE : NOTHING_YET;
 }
 
-// The kernel has checked the error, and gives what follows the quoted IP header.
+// The kernel has checked the error, and returns what follows the quoted IP header.
 inline EchoProbe::Answer EchoProbe::receiveError() const {
     unsigned char icmp[ICMP_HEADER];
     struct sockaddr_in destination = {};

@@ -169,7 +169,7 @@ inline bool StatusPublisher::publish(const String& name, const String& value) {
     if (isTemporary(leaf)) return refuse(EINVAL);
     if (!isReplaceable(target.buffer())) return false;
 
-    // Opened first, so that nothing but the sync itself can fail after the rename.
+    // Opened first, so that only the sync itself can fail after the rename.
     const Descriptor parent(synced_ ? openParent(target.buffer(), leaf) : -1);
     if (synced_ && !parent.isOpen()) return false;
 
@@ -257,14 +257,14 @@ inline bool StatusPublisher::holds(const Descriptor& file, const String& value) 
     return true;
 }
 
-// Whether there is nothing, a regular file or a symbolic link.
+// Whether nothing, a regular file or a symbolic link is at the path.
 inline bool StatusPublisher::isReplaceable(const char* path) {
     FileStatus status;
     if (!look(AT_FDCWD, path, &status)) return errno == ENOENT;
     return S_ISREG(status.stx_mode) || S_ISLNK(status.stx_mode) || refuse(EEXIST);
 }
 
-// Reading must not write to flash either. Only a file's owner may read without a new access time.
+// Without O_NOATIME, reading would write the access time to flash. Only a file's owner may use it.
 inline int StatusPublisher::openToCompare(const char* path) {
     const int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     const int fd = open(path, flags | O_NOATIME);
@@ -281,14 +281,14 @@ inline int StatusPublisher::openParent(const char* path, const char* leaf) {
     return open(parent.buffer(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
 }
 
-// Locks a new temporary file. EWOULDBLOCK: a clean-up took it for dead before it was locked.
+// Locks a new temporary file. EWOULDBLOCK: a setup() took it for dead before it was locked.
 inline bool StatusPublisher::claim(int fd) {
     FileStatus status;
     if (flock(fd, LOCK_EX | LOCK_NB) != 0 || !look(fd, "", &status)) return false;
     return status.stx_nlink > 0 || refuse(EWOULDBLOCK);
 }
 
-// A new file of a new name, locked; -1 when it cannot be made.
+// Makes and locks a file with a new name. Returns -1 if it cannot be made.
 inline int StatusPublisher::makeTemporary(const Descriptor& directory, char* name) {
     for (int i = 0; i < MAKE_TRIES; ++i) {
         struct timespec now;
@@ -317,9 +317,9 @@ inline bool StatusPublisher::isOwnFile(const FileStatus& status) {
     return S_ISREG(status.stx_mode) && status.stx_uid == geteuid();
 }
 
-// Removes a temporary file that nobody has locked. Its maker may lock, rename or remove it at any
-// moment, and the name may be made anew: only with the lock held, and the name still leading to the
-// locked file, is it dead.
+// Removes a temporary file that no process has locked. Its maker can lock, rename or remove it at
+// any moment, and another process can make a file of the same name. So the file is dead only if we
+// hold its lock and the name still leads to the locked file.
 inline void StatusPublisher::removeIfDead(int directory, const char* name) {
     FileStatus named;
     if (!look(directory, name, &named) || !isOwnFile(named)) return;
