@@ -18,9 +18,9 @@
  * user of the machine: the user whose process made the first of them owns the guard (see
  * CRecursiveSemaphore), and no other user can have named locks.
  *
- * Failures are results, never exceptions. The reasons go to syslog(3) under the identity that the
- * daemon chose with openlog(3). Only the classes throw, and only std::bad_alloc when an ordinary
- * allocation fails.
+ * Operations return their failures. The reasons go to syslog(3) under the identity that the daemon
+ * chose with openlog(3). The classes throw only std::bad_alloc, when an ordinary allocation fails.
+ * The plain functions throw nothing.
  */
 #ifndef VELUTILS_LOCKS_H
 #define VELUTILS_LOCKS_H
@@ -125,8 +125,7 @@ class VELUTILS_API CSemaphore {
 };
 
 // A recursive mutex in named shared memory. The first construction of a name, in any process,
-// creates it, and the others open it. Locking it costs the same as locking a bare
-// pthread mutex.
+// creates it, and the others open it. Locking it costs the same as locking a bare pthread mutex.
 //
 // A guard lets one process at a time create and open named mutexes. It is a CSemaphore whose file
 // is /usr/lib/libvelutils++.so.1.0.0. Without that file no mutex can be opened. Another file there
@@ -135,8 +134,8 @@ class VELUTILS_API CSemaphore {
 //
 // Only objects of the effective user are used. A guard that another user made or owns, and an
 // object that another user owns or that is no regular file, are refused, logged and left in place.
-// The mode of an object does not matter and can be changed at any time. A guard that is removed
-// while a process waits for it is made again, silently.
+// The mode of an object does not matter and can be changed at any time. If the
+// guard is removed before a process has taken it, the process makes it again, silently.
 //
 // The mutex is not robust: if a process ends while it holds the mutex, every later lock() waits
 // forever. So unlock it before the process ends or the object is destroyed. To recover, stop its

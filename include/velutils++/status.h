@@ -88,8 +88,8 @@ class VELUTILS_API StatusInterface {
 
     // Chooses the directory, and makes it and its missing parents with mode 0777 less the umask. A
     // link to a directory counts as one. Returns false for a plain file (ENOTDIR in the log) and
-    // for a link that leads nowhere (ENOENT). If a directory cannot be made, the choice stays all
-    // the same. An unknown base changes nothing. Receivers stay where they are.
+    // for a link that leads nowhere (ENOENT). The new directory is chosen even if it cannot be
+    // made. An unknown base changes nothing. Receivers stay where they are.
     bool setup(BasePath base, const String& name);
 
     // Removes all receivers and their FIFO nodes.
