@@ -18,7 +18,7 @@ set(CMAKE_C_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
-option(VELUTILS_WERROR "Treat warnings as errors" ON)
+option(VELUTILS_WERROR "Treat warnings as errors, as the presets do" OFF)
 set(VELUTILS_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize=")
 
 # Interface target with what our own sources are compiled with.

@@ -44,6 +44,9 @@ install(EXPORT velutils++ FILE velutils++-config.cmake NAMESPACE velutils++::
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/velutils++-config-version.cmake
   DESTINATION ${package_dir} COMPONENT development)
 
+# For programs that are built for the routers
+install(FILES cmake/toolchain-debian.cmake DESTINATION ${package_dir} COMPONENT development)
+
 # Daemons of several users share the status tree, whoever starts first.
 install(FILES packaging/velutils++.conf DESTINATION lib/tmpfiles.d COMPONENT runtime)
 
@@ -76,6 +79,9 @@ if(LOWDOWN)
 else()
   message(STATUS "lowdown is missing: no manual pages of sections 5 and 7")
 endif()
+
+add_custom_target(uninstall VERBATIM COMMENT "Removing what was installed"
+  COMMAND ${CMAKE_COMMAND} -DBUILD=${CMAKE_BINARY_DIR} -P ${CMAKE_SOURCE_DIR}/cmake/uninstall.cmake)
 
 # The reference, made from the public headers
 option(VELUTILS_REFERENCE "Build the reference with Doxygen: HTML, and man pages to install" OFF)

@@ -147,6 +147,9 @@ TEST_F(InterfaceControl, TransmitQueueLength) {
         EXPECT_FALSE(control_.setTxQueueLen(NEAR, 5));
         return;
     }
+#ifdef VELUTILS_BIG_ENDIAN_QEMU
+    GTEST_SKIP() << "qemu-user hands the length on in the wrong order of bytes";
+#endif
     for (const unsigned length : {1234u, 0u, 0x7FFFFFFFu}) {
         EXPECT_TRUE(control_.setTxQueueLen(NEAR, length));
         EXPECT_EQ(length != 0, nearHas("qlen " + std::to_string(length)));  // ip leaves out a 0

@@ -74,8 +74,9 @@ VELUTILS_API void reverse(char* text);
  * Entry i of binToHexLut holds the two lowercase hexadecimal digits of i and a NUL. */
 extern VELUTILS_API const char binToHexLut[256][3];
 
-/* Writes "0x", the four bytes of word in their order in memory, and a NUL: 11 bytes. On a
- * little-endian processor, such as the router's, 0x12345678 becomes "0x78563412". */
+/* Writes "0x", the four bytes of word in their order in memory, and a NUL: 11 bytes. 0x12345678
+ * becomes "0x78563412" on a little-endian processor, such as the router's, and "0x12345678" on a
+ * big-endian one. */
 VELUTILS_API void convBinToHex(uint32_t word, char* out);
 
 /* Dumps length bytes in their stored order, in words of 4. A newline follows each word that

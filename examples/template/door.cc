@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+//
+// A door: /tmp/status/door/state holds its state, and what is written to /tmp/status/door/knock
+// becomes /tmp/status/door/last-knock.
+
+#include <velutils++/status.h>
+
+#include <event.h>
+
+class Door : public StatusFifoObserver {
+  public:
+    bool open() {
+        return status_.setup(STATUS_BASE_TMP, "/door") &&
+               status_.setupIpcRxFifo("/knock", this) != 0 && status_.setStatus("/state", "closed");
+    }
+    void handleFifoData(struct bufferevent*, char* data, size_t length) override {
+        status_.setStatus("/last-knock", String(data, 0, static_cast<long>(length)));
+    }
+
+  private:
+    StatusInterface status_;
+};
+
+int main() {
+    event_init();
+    Door door;
+    return door.open() ? event_dispatch() : 1;
+}
