@@ -149,7 +149,7 @@ TEST_F(SemaphoreTest, ARemovedSetEndsTheWaitAndASignalDoesNot) {
     EXPECT_TRUE(isAwaited());  // again, after the handler
     EXPECT_EQ(0, removeSet());
     EXPECT_EQ(0, waiter.result());
-    expectLog({"3CSemaphore::lock() - semop failed, errno=43",
+    expectLog({"3CSemaphore::lock() - semop failed, errno=" + std::to_string(EIDRM),
                "3CSemaphore::unlock() - semop() failed errno=22"});
 }
 
