@@ -61,7 +61,8 @@ install(FILES tools/gdb/velutils.py COMPONENT development RENAME ${printers}
 # Documents
 file(GLOB pages CONFIGURE_DEPENDS docs/*.md)
 install(FILES README.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
-install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT development)
+install(FILES ${pages} docs/daemon.svg DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs
+  COMPONENT development)
 install(DIRECTORY examples platform DESTINATION ${CMAKE_INSTALL_DOCDIR}
   COMPONENT development USE_SOURCE_PERMISSIONS)
 
@@ -84,14 +85,14 @@ add_custom_target(uninstall VERBATIM COMMENT "Removing what was installed"
   COMMAND ${CMAKE_COMMAND} -DBUILD=${CMAKE_BINARY_DIR} -P ${CMAKE_SOURCE_DIR}/cmake/uninstall.cmake)
 
 # The reference, made from the public headers
-option(VELUTILS_REFERENCE "Build the reference with Doxygen: HTML, and man pages to install" OFF)
+option(VELUTILS_REFERENCE "Build the reference: HTML, and man pages to install" OFF)
 if(VELUTILS_REFERENCE)
   file(GLOB public_headers CONFIGURE_DEPENDS include/velutils++/*.h)
+  file(GLOB makers CONFIGURE_DEPENDS docs/build-reference docs/site/*)
   add_custom_command(OUTPUT reference/done
     COMMAND ${CMAKE_SOURCE_DIR}/docs/build-reference ${CMAKE_CURRENT_BINARY_DIR}/reference
     COMMAND ${CMAKE_COMMAND} -E touch reference/done
-    DEPENDS ${public_headers} docs/build-reference docs/Doxyfile docs/reference.dox
-      docs/header-filter.awk
+    DEPENDS ${public_headers} ${pages} ${makers} README.md
     COMMENT "Building the reference")
   add_custom_target(reference ALL DEPENDS reference/done)
   install(DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/reference/man/man3

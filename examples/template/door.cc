@@ -14,7 +14,9 @@ class Door : public StatusFifoObserver {
                status_.setupIpcRxFifo("/knock", this) != 0 && status_.setStatus("/state", "closed");
     }
     void handleFifoData(struct bufferevent*, char* data, size_t length) override {
-        status_.setStatus("/last-knock", String(data, 0, static_cast<long>(length)));
+        String knock;
+        knock.concat(data, static_cast<long>(length));  // all bytes, NULs included
+        status_.setStatus("/last-knock", knock);
     }
 
   private:
