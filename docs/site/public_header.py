@@ -186,8 +186,8 @@ def read(path):
 
 
 def parts(lines, may_head=False):
-    """A comment in parts: ('text', a paragraph), ('drawing', lines that stand as they are) and, if it
-    may have one, ('heading', a first line that is no sentence)."""
+    """A comment in parts: ('text', a paragraph), ('list', items in parts), ('drawing', lines that
+    stand as they are) and, if it may have one, ('heading', a first line that is no sentence)."""
     lines = [line.rstrip() for line in lines]
     while lines and not lines[0]:
         lines = lines[1:]
@@ -219,8 +219,19 @@ def finished(part):
         while not content[-1]:
             content.pop()
         indent = min(len(line) - len(line.lstrip()) for line in content if line)
-        return kind, [line[indent:] for line in content]
+        content = [line[indent:] for line in content]
+        return list_of(content) if content[0].startswith('- ') else (kind, content)
     return part
+
+
+def list_of(lines):
+    """A list, each item in parts."""
+    items = []
+    for line in lines:
+        if line.startswith('- '):
+            items.append([])
+        items[-1].append(line[2:])
+    return 'list', [parts(item) for item in items]
 
 
 def first_sentence(comment):
