@@ -17,62 +17,55 @@ const char* kindOf(const IpAddress& address) {
 Link::Link(const LinkSettings& settings, LinkObserver& observer)
     : settings_(settings),
       observer_(observer),
-      publication_(directory_),
+      answers_(*this),
+      patience_(*this),
       state_(UNKNOWN),
       waiting_(false),
-      sentAt_(0),
       losses_(0) {}
 
 bool Link::open(const String& parent) {
-    if (!directory_.setup(STATUS_BASE_TMP, parent + "/" + settings_.interface)) return false;
+    if (!publication_.setup(STATUS_BASE_TMP, parent + "/" + settings_.interface)) return false;
     publication_.set("/losses", losses_);
     return true;
 }
 
-void Link::check(long long now) {
+void Link::check() {
     if (waiting_) lose();
     const State state = lookAtInterface();
-    if (state == UP && settings_.target.length() > 0)
-        sendPing(now);
+    publication_.set("/address", state == UP ? addressWithPrefix(address_) : String());
+    if (state == UP) publication_.set("/address-kind", kindOf(address_));
+    if (state == UP && !settings_.target.isEmpty())
+        sendRequest();
     else
         settle(state);
 }
 
 Link::State Link::lookAtInterface() {
     const char* const name = settings_.interface.buffer();
-    publication_.set("/address", "");
     if (!interfaces_.isInterfaceAvailable(name)) return MISSING;
     if (!interfaces_.isInterfaceUp(name)) return DOWN;
     address_ = IpAddress(interfaces_.getIpV4Address(name), interfaces_.getIpV4Mask(name));
-    if (address_.getV4IpAddrAsBinaryUInt32() == 0) return UNADDRESSED;
-
-    String text;
-    address_.getIpAddrAsString(text);
-    text.concatf("/%lu", address_.getNetMaskSize());
-    publication_.set("/address", text);
-    publication_.set("/address-kind", kindOf(address_));
-    return UP;
+    return address_.getV4IpAddrAsBinaryUInt32() == 0 ? UNADDRESSED : UP;
 }
 
-void Link::sendPing(long long now) {
-    String source;
-    waiting_ = ping_.sendSimplePing(settings_.target, address_.getIpAddrAsString(source)) == 0;
-    sentAt_ = now;
-    if (!waiting_) lose();
+void Link::sendRequest() {
+    waiting_ = probe_.send(settings_.target, address_);
+    if (!waiting_) return lose();
+    answers_.start(probe_.descriptor());
+    patience_.start(settings_.answerTime);
 }
 
-void Link::poll(long long now) {
-    if (!waiting_) return;
-    const int response = ping_.checkPingResponse();
-    const long long elapsed = now - sentAt_;
-    if (response == 0) {
-        waiting_ = false;
-        String time;
-        publication_.set("/round-trip", time.format("%ld us", static_cast<long>(elapsed)));
-        settle(UP);
-    } else if (response != 2 || elapsed > settings_.answerTime * 1000LL) {
-        lose();
-    }
+void Link::readAnswer() {
+    const EchoProbe::Answer answer = probe_.poll();
+    if (!waiting_ || answer == EchoProbe::NOTHING_YET) return;
+    if (answer != EchoProbe::REPLY) return lose();
+    waiting_ = false;
+    publication_.set("/round-trip", String::stringOf(probe_.roundTripMicroseconds()) + " us");
+    settle(UP);
+}
+
+void Link::giveUp() {
+    if (waiting_) lose();
 }
 
 void Link::lose() {

@@ -6,11 +6,11 @@
 #ifndef LINK_MONITOR_LINK_H
 #define LINK_MONITOR_LINK_H
 
-#include <velutils++/echo_client.h>
+#include <velutils++/echo_probe.h>
 #include <velutils++/interface_control.h>
 #include <velutils++/ip_address.h>
-#include <velutils++/status.h>
 
+#include "loop_events.h"
 #include "publication.h"
 #include "settings.h"
 
@@ -29,31 +29,31 @@ class Link {
     // `parent` is the daemon's directory below /tmp/status.
     bool open(const String& parent);
 
-    // Looks at the interface and sends a ping; the answer is seen by a later poll. Neither waits.
-    void check(long long now);  // in us
-    void poll(long long now);
+    // Looks at the interface and sends an echo request; the reply is seen in the loop.
+    void check();
 
-    bool awaitsAnswer() const { return waiting_; }
     void print() const { publication_.print(); }
 
   private:
     enum State { UNKNOWN, MISSING, DOWN, UNADDRESSED, UNREACHABLE, UP };
 
     State lookAtInterface();
-    void sendPing(long long now);
+    void sendRequest();
+    void readAnswer();
+    void giveUp();
     void lose();
     void settle(State state);
 
     const LinkSettings settings_;
     LinkObserver& observer_;
-    StatusInterface directory_;
     Publication publication_;
     const IpInterfaceStatus interfaces_;
     IpAddress address_;
-    PingClient ping_;
+    EchoProbe probe_;
+    Watch<Link, &Link::readAnswer> answers_;
+    Timer<Link, &Link::giveUp> patience_;
     State state_;
     bool waiting_;
-    long long sentAt_;
     unsigned long losses_;
 };
 

@@ -10,8 +10,6 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <syslog.h>
-#include <time.h>
-#include <unistd.h>
 
 // The program uses the configuration daemon: link its client library whatever form it has.
 #include <velutils++/use_configd.h>
@@ -57,8 +55,6 @@ int runDaemon(const Settings& settings, const char* program) {
 
 int main(int argc, char** argv) {
     openlog("link-monitor", LOG_PID, LOG_DAEMON);
-    // Echo clients take their identifiers from rand(): two unseeded daemons would have the same.
-    srand(static_cast<unsigned>(time(nullptr)) ^ static_cast<unsigned>(getpid()));
     configd_store = getenv("CONFIGD_STORE");
 
     Settings settings;

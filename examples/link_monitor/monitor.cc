@@ -3,30 +3,22 @@
 #include "monitor.h"
 
 #include <velutils++/conversions.h>
+#include <velutils++/std_interop.h>
 
 #include <event.h>
 #include <stdio.h>
-#include <time.h>
 #include <unistd.h>
 
 #include "copies.h"
-#include "events.h"
 
 namespace {
 
-const long POLL_INTERVAL = 10;  // ms
-
-long long now() {  // in us
-    struct timespec time;
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return time.tv_sec * 1000000LL + time.tv_nsec / 1000;
-}
+const long LONGEST_COMMAND = 1000;
 
 // Commands come from anyone: what is shown of them must not steer a terminal.
 String printable(const String& text) {
-    String shown(text);
-    for (int ch = 1; ch < 256; ++ch)
-        if (ch < ' ' || ch > '~') shown.replace(static_cast<char>(ch), '?');
+    String shown;
+    for (const char ch : text) shown += ch < ' ' || ch > '~' ? '?' : ch;
     return shown;
 }
 
@@ -37,24 +29,22 @@ void complain(const char* what, const String& about) {
 }  // namespace
 
 Monitor::Monitor(const Settings& settings, const char* program)
-    : settings_(settings),
+    : LineReceiver(LONGEST_COMMAND),
+      settings_(settings),
       program_(program),
-      port_(*this),
-      publication_(directory_),
       authority_(settings.key),
       checkTimer_(*this),
-      pollTimer_(*this),
       events_(0),
       accepted_(0),
       refused_(0) {}
 
 bool Monitor::start() {
-    if (!directory_.setup(STATUS_BASE_TMP, "/" + settings_.name) || !counters_.open()) {
+    if (!publication_.setup(STATUS_BASE_TMP, "/" + settings_.name) || !counters_.open()) {
         complain("no status directory", settings_.name);
         return false;
     }
     if (isRunningAlready()) return false;
-    if (!port_.open(directory_, "/command")) {
+    if (publication_.setupIpcRxFifo("/command", this) == 0) {
         complain("no command FIFO", settings_.name);
         return false;
     }
@@ -72,7 +62,7 @@ bool Monitor::isRunningAlready() {
     const int others = countOtherCopies(program_);
     if (others > 0) printf("link-monitor: other copies running: %d\n", others);
     String pid;
-    directory_.getStatus("/pid", pid);
+    publication_.getStatus("/pid", pid);
     if (!isOtherCopy(program_, valueOf32(pid.buffer()))) return false;
     complain("already running as process", pid);
     return true;
@@ -110,19 +100,8 @@ void Monitor::stop() {
 }
 
 void Monitor::checkLinks() {
-    for (const std::unique_ptr<Link>& link : links_) link->check(now());
+    for (const std::unique_ptr<Link>& link : links_) link->check();
     checkTimer_.start(settings_.interval);
-    pollLinks();
-}
-
-// Looks at the sockets now and then: the loop never waits for an answer.
-void Monitor::pollLinks() {
-    bool waiting = false;
-    for (const std::unique_ptr<Link>& link : links_) {
-        link->poll(now());
-        waiting = waiting || link->awaitsAnswer();
-    }
-    if (waiting) pollTimer_.start(POLL_INTERVAL);
 }
 
 void Monitor::handleLinkChange(const LinkSettings& link, bool up) {
@@ -131,7 +110,7 @@ void Monitor::handleLinkChange(const LinkSettings& link, bool up) {
     handleEvent(link.kind + (up ? "-up" : "-down"));
 }
 
-void Monitor::handleCommand(const String& line) {
+void Monitor::handleLine(const String& line) {
     String command(line);
     command.trim();
     if (command.length() == 0) return;
@@ -142,14 +121,14 @@ void Monitor::handleCommand(const String& line) {
     complain("unknown command", command);
 }
 
-void Monitor::handleBadLine() {
-    fprintf(stderr, "link-monitor: dropped a line that is no command\n");
+void Monitor::handleBadLine(long length) {
+    fprintf(stderr, "link-monitor: dropped a line of %ld bytes\n", length);
 }
 
 void Monitor::handleEvent(const String& text) {
     String name(text);
     name.trim();
-    const EventCatalogueEntry* const event = findEvent(name);
+    const EventCatalogueEntry* const event = findEventByName(name.buffer());
     if (event != nullptr)
         publishEvent(*event);
     else
@@ -162,7 +141,7 @@ void Monitor::publishEvent(const EventCatalogueEntry& event) {
     publication_.set("/event-name", event.name);
     publication_.set("/event-description", event.description);
     publication_.set("/event-count", ++events_);
-    if (!directory_.setLink("/last-event", "event-name")) complain("no link", "last-event");
+    if (!publication_.setLink("/last-event", "event-name")) complain("no link", "last-event");
     if (counters_.increment("/events") == 0) complain("not counted for all", event.name);
 }
 

@@ -6,21 +6,20 @@
 #define LINK_MONITOR_MONITOR_H
 
 #include <velutils++/configuration.h>
-#include <velutils++/status.h>
+#include <velutils++/line_receiver.h>
 #include <velutils++/text.h>
 
 #include <memory>
 #include <vector>
 
 #include "authority.h"
-#include "command_port.h"
 #include "link.h"
+#include "loop_events.h"
 #include "publication.h"
 #include "settings.h"
 #include "shared_counters.h"
-#include "timer.h"
 
-class Monitor : private CommandHandler, private LinkObserver {
+class Monitor : private LineReceiver, private LinkObserver {
   public:
     // `program` is the path that copies of the daemon are started by. Needs libevent's default
     // event base.
@@ -35,8 +34,8 @@ class Monitor : private CommandHandler, private LinkObserver {
     void stop();
 
   private:
-    void handleCommand(const String& line) override;
-    void handleBadLine() override;
+    void handleLine(const String& line) override;
+    void handleBadLine(long length) override;
     void handleLinkChange(const LinkSettings& link, bool up) override;
 
     bool isRunningAlready();
@@ -47,19 +46,15 @@ class Monitor : private CommandHandler, private LinkObserver {
     void handleSet(const String& arguments);
     void print() const;
     void checkLinks();
-    void pollLinks();
 
     const Settings settings_;
     const char* const program_;
-    CommandPort port_;
-    StatusInterface directory_;  // goes before the port, and takes the port's receiver along
-    Publication publication_;
+    Publication publication_;  // with the FIFO of the commands
     const ConfigDaemonClient daemon_;
     const Authority authority_;
     SharedCounters counters_;
     std::vector<std::unique_ptr<Link>> links_;
     Timer<Monitor, &Monitor::checkLinks> checkTimer_;
-    Timer<Monitor, &Monitor::pollLinks> pollTimer_;
     unsigned long events_;
     unsigned long accepted_;
     unsigned long refused_;

@@ -4,19 +4,14 @@
 
 #include <stdio.h>
 
+#include <algorithm>
+
 void Publication::set(const String& name, const String& value) {
-    Item* item = nullptr;
-    for (Item& known : items_)
-        if (known.name == name) item = &known;
-    if (item != nullptr && item->value.equals(value)) return;
-    if (!directory_.setStatus(name, value)) {
+    if (!publish(name, value)) {
         fprintf(stderr, "link-monitor: cannot publish %s\n", name.buffer());
         return;
     }
-    if (item != nullptr)
-        item->value = value;
-    else
-        items_.push_back({name, value});
+    if (std::find(names_.begin(), names_.end(), name) == names_.end()) names_.push_back(name);
 }
 
 void Publication::set(const String& name, unsigned long value) {
@@ -24,6 +19,10 @@ void Publication::set(const String& name, unsigned long value) {
 }
 
 void Publication::print() const {
-    for (const Item& item : items_) printf("%s = %s\n", item.name.buffer(), item.value.buffer());
+    for (const String& name : names_) {
+        String value;
+        getStatus(name, value);
+        printf("%s = %s\n", name.buffer(), value.buffer());
+    }
     fflush(stdout);
 }

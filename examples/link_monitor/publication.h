@@ -1,20 +1,18 @@
 // SPDX-License-Identifier: MIT
 //
-// What the daemon has published in its status directory, and a memory of it.
+// A status directory of the daemon: publishes values and remembers their names.
 
 #ifndef LINK_MONITOR_PUBLICATION_H
 #define LINK_MONITOR_PUBLICATION_H
 
-#include <velutils++/status.h>
+#include <velutils++/status_publisher.h>
 #include <velutils++/text.h>
 
 #include <vector>
 
-class Publication {
+class Publication : public StatusPublisher {
   public:
-    explicit Publication(StatusInterface& directory) : directory_(directory) {}
-
-    // Publishes the value if it differs from what is published; complains when it cannot.
+    // Publishes the value; complains when it cannot.
     void set(const String& name, const String& value);
     void set(const String& name, unsigned long value);
 
@@ -22,13 +20,7 @@ class Publication {
     void print() const;
 
   private:
-    struct Item {
-        String name;
-        String value;
-    };
-
-    StatusInterface& directory_;
-    std::vector<Item> items_;
+    std::vector<String> names_;
 };
 
 #endif

@@ -4,12 +4,10 @@
 
 #include <velutils++/configuration.h>
 #include <velutils++/conversions.h>
-#include <velutils++/ip_address.h>
+#include <velutils++/status.h>
 
 #include <stdio.h>
 #include <string.h>
-
-#include "events.h"
 
 namespace {
 
@@ -28,18 +26,20 @@ long milliseconds(const ConfigReader& file, const char* key, long defaultValue) 
     return defaultValue;
 }
 
+bool haveEvent(const String& name) {
+    return findEventByName(name.buffer()) != nullptr;
+}
+
 LinkSettings readLink(const ConfigReader& file, unsigned long index) {
     LinkSettings link;
     link.interface = file.getIndexedValue("link%lu.name", index, "");
-    link.target = file.getIndexedValue("link%lu.target", index, "");
     link.kind = file.getIndexedValue("link%lu.kind", index, "wan");
     link.answerTime = milliseconds(file, "answer-time", 1000);
     // A name would have to be resolved, and the loop would wait for it.
-    if (link.target.length() > 0 && IpAddress(link.target).isEmpty()) {
-        complain("no address to ping", link.target);
-        link.target = "";
-    }
-    if (findEvent(link.kind + "-up") == nullptr || findEvent(link.kind + "-down") == nullptr) {
+    const String target(file.getIndexedValue("link%lu.target", index, ""));
+    link.target = IpAddress(target);
+    if (target.length() > 0 && link.target.isEmpty()) complain("no address to ping", target);
+    if (!haveEvent(link.kind + "-up") || !haveEvent(link.kind + "-down")) {
         complain("no events of this kind", link.kind);
         link.kind = "wan";
     }

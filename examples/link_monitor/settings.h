@@ -5,6 +5,7 @@
 #ifndef LINK_MONITOR_SETTINGS_H
 #define LINK_MONITOR_SETTINGS_H
 
+#include <velutils++/ip_address.h>
 #include <velutils++/text.h>
 
 #include <vector>
@@ -14,9 +15,9 @@ bool isName(const String& text);
 
 struct LinkSettings {
     String interface;
-    String target;    // dotted address to ping; empty: none
-    String kind;      // of the events: "wan" stands for wan-up and wan-down
-    long answerTime;  // ms to wait for the answer of the target
+    IpAddress target;  // to ping; empty: none
+    String kind;       // of the events: "wan" stands for wan-up and wan-down
+    long answerTime;   // ms to wait for the answer of the target
 };
 
 struct Settings {

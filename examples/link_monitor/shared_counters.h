@@ -6,7 +6,7 @@
 #define LINK_MONITOR_SHARED_COUNTERS_H
 
 #include <velutils++/locks.h>
-#include <velutils++/status.h>
+#include <velutils++/status_publisher.h>
 #include <velutils++/text.h>
 
 class SharedCounters {
@@ -19,8 +19,10 @@ class SharedCounters {
     unsigned long increment(const String& name);
 
   private:
+    unsigned long addOne(const String& name);
+
     CRecursiveSemaphore lock_;
-    StatusInterface directory_;
+    StatusPublisher directory_;
 };
 
 #endif
