@@ -70,7 +70,8 @@ class VELUTILS_API StatusFifoEntry {
 // must never come from outside.
 //
 // Other users may be able to write in the tree. No call waits for what it finds at a name, except
-// that setStatus() opens and writes a device as open(2) and write(2) do.
+// that setStatus() opens and writes a device, and opens a file that another process has a lease on
+// (fcntl(2)), as open(2) and write(2) do.
 //
 // Failures: false or 0. setup() also logs its failures with syslog(3) at LOG_ERR.
 //
@@ -105,7 +106,8 @@ class VELUTILS_API StatusInterface {
     // Reads a value, also another daemon's. The file must be a regular one, as those in /proc are;
     // anything else is not even opened. A NUL hides what follows it up to the next multiple of 99
     // bytes. Returns false, and stores what was read so far, if the file cannot be read to its end,
-    // when out of memory, and for a file of more than 2147483647 bytes.
+    // when out of memory, for a file of more than 2147483647 bytes, and for one that another
+    // process has a write lease on (fcntl(2)).
     bool getStatus(const String& name, String& value) const;
 
     // Removes what is at the name. If the target is not empty, makes a symbolic link to it there.

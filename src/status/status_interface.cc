@@ -123,45 +123,55 @@ bool isDevice(const struct stat& status) {
     return S_ISCHR(status.st_mode) || S_ISBLK(status.st_mode);
 }
 
-// Opens a device without O_NONBLOCK, because drivers behave differently with it. By its path, the
-// call would wait for a FIFO that has taken the device's place; by a descriptor of the node it
-// cannot.
-int openDeviceToWrite(const char* path) {
+// Opens a node without O_NONBLOCK. By its path, the call would wait for a FIFO that has taken the
+// node's place; by a descriptor of the node it cannot.
+int openNodeToWrite(const char* path) {
+    const int flags = O_WRONLY | O_TRUNC | O_CLOEXEC;
     const int node = open(path, O_PATH | O_CLOEXEC);
     if (node < 0) return -1;
     int fd = -1;
     struct stat status;
-    if (fstat(node, &status) == 0 && isDevice(status)) {
+    if (fstat(node, &status) == 0 && !S_ISFIFO(status.st_mode)) {
         char samePath[32];
         snprintf(samePath, sizeof samePath, "/proc/self/fd/%d", node);
-        fd = open(samePath, O_WRONLY | O_TRUNC | O_CLOEXEC);
+        fd = open(samePath, flags);
+        // A daemon in a chroot may have no /proc.
+        if (fd < 0 && errno == ENOENT) fd = open(path, flags | O_NONBLOCK);
+        if (fd >= 0 && fstat(fd, &status) == 0 && isDevice(status)) fcntl(fd, F_SETFL, 0);
     }
     close(node);
     return fd;
 }
 
-// Opening a FIFO that nobody reads fails here. O_NONBLOCK changes nothing for files, directories
-// and sockets.
+// Opening a FIFO that nobody reads fails here. O_NONBLOCK matters to two other kinds: a driver may
+// behave differently with it, and with it the opening fails for a file that another process has a
+// lease on (fcntl(2)).
 int openToWrite(const char* path) {
     struct stat status;
-    if (stat(path, &status) == 0 && isDevice(status)) return openDeviceToWrite(path);
-    return open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, 0644);
+    if (stat(path, &status) == 0 && isDevice(status)) return openNodeToWrite(path);
+    const int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, 0644);
+    return fd < 0 && errno == EWOULDBLOCK ? openNodeToWrite(path) : fd;
 }
 
 // write(2) into a FIFO without the SIGPIPE that comes when its last reader has left. A SIGPIPE that
 // waits already is the caller's and stays.
 ssize_t writeWithoutSignal(int fd, const char* p, size_t n) {
-    sigset_t brokenPipe, mask, pending;
+    sigset_t brokenPipe, mask, before, after;
     sigemptyset(&brokenPipe);
     sigaddset(&brokenPipe, SIGPIPE);
     pthread_sigmask(SIG_BLOCK, &brokenPipe, &mask);
-    sigpending(&pending);
+    sigpending(&before);
 
     const ssize_t written = write(fd, p, n);
     const int error = errno;
-    const struct timespec now = {0, 0};
-    if (written < 0 && error == EPIPE && !sigismember(&pending, SIGPIPE))
+    if (written < 0 && error == EPIPE) {
+        const struct timespec now = {0, 0};
         while (sigtimedwait(&brokenPipe, nullptr, &now) < 0 && errno == EINTR) continue;
+        // That took the thread's own signal before one of the process. If the caller's was the
+        // thread's as well, the two were one.
+        sigpending(&after);
+        if (sigismember(&before, SIGPIPE) && !sigismember(&after, SIGPIPE)) raise(SIGPIPE);
+    }
 
     pthread_sigmask(SIG_SETMASK, &mask, nullptr);
     errno = error;
