@@ -137,7 +137,7 @@ const Operation OPERATIONS[] = {
     {"setLink", "1; unlink 0; symlink 0", RESULT(tree.setLink("/link", "new")),
      [] { tree.setLink("/link", "old"); }},
     {"setupIpcRxFifo, deleteIpcRxFifo",
-     "1; unlink 1; mknod 0; open 0; stat 0; stat 0; epoll 0; stat 1; stat 1; unlink 1; epoll 1; "
+     "1; unlink 1; mknod 0; stat 0; open 0; stat 0; epoll 0; stat 1; stat 1; unlink 1; epoll 1; "
      "close 1",
      [] {
          const unsigned long fifo = tree.setupIpcRxFifo("/fifo", &observer);

@@ -11,6 +11,7 @@
 #include <limits.h>
 #include <pthread.h>
 #include <signal.h>
+#include <stdarg.h>
 #include <string.h>
 #include <sys/inotify.h>
 #include <sys/mount.h>
@@ -30,13 +31,21 @@
 #include "tests/support/syslog_reader.h"
 
 // What others do meanwhile: the library calls these in place of the C library's.
-static std::function<void()> afterMkfifo, beforeWrite;
+static std::function<void()> afterMkfifo, beforeOpen, beforeWrite;
 
 #define STANDS_BEFORE_LIBC extern "C" __attribute__((visibility("default")))
 STANDS_BEFORE_LIBC int mkfifo(const char* path, mode_t mode) noexcept {
     const int result = mknod(path, S_IFIFO | mode, 0);
     if (afterMkfifo) std::exchange(afterMkfifo, nullptr)();
     return result;
+}
+STANDS_BEFORE_LIBC int open64(const char* path, int flags, ...) {
+    if (beforeOpen) std::exchange(beforeOpen, nullptr)();
+    va_list mode;
+    va_start(mode, flags);
+    const int fd = openat(AT_FDCWD, path, flags, va_arg(mode, int));
+    va_end(mode);
+    return fd;
 }
 STANDS_BEFORE_LIBC ssize_t write(int fd, const void* data, size_t n) {
     if (beforeWrite) std::exchange(beforeWrite, nullptr)();
@@ -447,6 +456,8 @@ TEST_F(StatusFifo, OnlyTheNodeJustMadeIsUsed) {
         afterMkfifo = [&] { shell(planted); };
         EXPECT_EQ(0UL, wan_.setupIpcRxFifo("/new", &observer_)) << planted;
     }
+    beforeOpen = [&] { shell("mv new old; mkfifo new"); };
+    EXPECT_EQ(0UL, wan_.setupIpcRxFifo("/new", &observer_));
     bool haveStranger = false;
     afterMkfifo = [&] { haveStranger = chown((TREE + "/wan/new").c_str(), 65534, 65534) == 0; };
     const unsigned long strangers = wan_.setupIpcRxFifo("/new", &observer_);

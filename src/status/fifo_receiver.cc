@@ -95,11 +95,33 @@ struct EntryRelease {
 };
 typedef std::unique_ptr<StatusFifoEntry, EntryRelease> Entry;
 
-// Whether the node at the path is the one that is open, which `opened` then describes.
-bool isNodeAt(const char* path, int fd, struct stat* opened) {
+bool isSameNode(const struct stat& a, const struct stat& b) {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+bool isOwnFifo(const struct stat& status) {
+    return S_ISFIFO(status.st_mode) && status.st_uid == geteuid();
+}
+
+// Makes a FIFO at the path and opens it, or returns -1. Someone else may replace the node before
+// each of the steps.
+int makeFifo(const char* path) {
+    struct stat made;
+    struct stat opened;
+    if (mkfifo(path, 0666) != 0 || lstat(path, &made) != 0 || !isOwnFifo(made)) return -1;
+    const int fd = open(path, O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0) return -1;
+    if (fstat(fd, &opened) == 0 && isOwnFifo(opened) && isSameNode(made, opened)) return fd;
+    close(fd);
+    return -1;
+}
+
+// Removes the node at the path, if it is the one that is open.
+void removeNode(const char* path, int fd) {
     struct stat there;
-    return lstat(path, &there) == 0 && fstat(fd, opened) == 0 && there.st_dev == opened->st_dev &&
-           there.st_ino == opened->st_ino;
+    struct stat opened;
+    if (lstat(path, &there) == 0 && fstat(fd, &opened) == 0 && isSameNode(there, opened))
+        unlink(path);
 }
 
 void logException(const char* what) {
@@ -136,15 +158,9 @@ unsigned long StatusInterface::setupIpcRxFifo(const String& name, StatusFifoObse
     if (!haveEventBase()) return 0;
     Entry entry(new StatusFifoEntry);
     if (!formPath(name, &entry->path)) return 0;
-    const char* const node = entry->path.buffer();
-    unlink(node);
-    if (mkfifo(node, 0666) != 0) return 0;
-    entry->fd = open(node, O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+    unlink(entry->path.buffer());
+    entry->fd = makeFifo(entry->path.buffer());
     if (entry->fd < 0) return 0;
-    // Others may have put something of theirs there before the opening.
-    struct stat opened;
-    if (!isNodeAt(node, entry->fd, &opened)) return 0;
-    if (!S_ISFIFO(opened.st_mode) || opened.st_uid != geteuid()) return 0;
     entry->bufferEvent =
         bufferevent_new(entry->fd, STATUS_FIFO_READ_EVENT, nullptr, nullptr, observer);
     if (entry->bufferEvent == nullptr) return 0;
@@ -161,9 +177,7 @@ void StatusInterface::deleteIpcRxFifo(unsigned long identifier) {
     if (*link == nullptr) return;
     const Entry entry(*link);
     *link = entry->next;
-    const char* const node = entry->path.buffer();
-    struct stat opened;
-    if (isNodeAt(node, entry->fd, &opened)) unlink(node);
+    removeNode(entry->path.buffer(), entry->fd);
 }
 
 void StatusInterface::cleanup() {
