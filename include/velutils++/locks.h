@@ -134,8 +134,9 @@ class VELUTILS_API CSemaphore {
 //
 // Only objects of the effective user are used. A guard that another user made or owns, and an
 // object that another user owns or that is no regular file, are refused, logged and left in place.
-// The mode of an object does not matter and can be changed at any time. If the
-// guard is removed before a process has taken it, the process makes it again, silently.
+// The permissions of an object do not matter and can be changed at any time. Its sticky bit marks
+// it as unfinished. Never set it: the next process would make the mutex again under its holder. If
+// the guard is removed before a process has taken it, the process makes it again, silently.
 //
 // The mutex is not robust: if a process ends while it holds the mutex, every later lock() waits
 // forever. So unlock it before the process ends or the object is destroyed. To recover, stop its
