@@ -250,12 +250,13 @@ const Edit EDITS[] = {
     {EDIT(s.format("%d of 50%l", 7)), "abcdefghi", 0, "7 of 50", STAYS, RESIZED},
     {EDIT(s.concatf("%.1s%lcd", "ab", 0x110000)), "abc", 100, "abca\0"s, STAYS, RESIZED},
     {EDIT(s.format("%2147483647d%10d", 1, 2)), "abc", 100, "", EMPTIED, EMPTIED},
-    // Long outputs are rendered in place if no argument lies there.
+    // Long outputs are rendered in place if neither format nor argument lies there.
     {EDIT(s.format("%s%.1s", longText.c_str(), "ab")), "abc", 4000, longText + "a", STAYS, RESIZED},
     {EDIT(s.format("%s%.2s", s.buffer() + 1, "ab")), longText + 'y', 0, longText.substr(1) + "yab",
      STAYS, RESIZED},
     {EDIT(s.concatf("%s%.1s", s.buffer(), "ab")), longText, 7000, longText + longText + "a", STAYS,
      RESIZED},
+    {EDIT(s.format(s.buffer(), 'y', "")), longText + "%c%s", 4000, longText + 'y', STAYS, RESIZED},
     {EDIT(s.format(positional.c_str(), s.buffer())), "abc", 4000, longText + "ab", STAYS,
      RESIZED},  // $s by measure
 };

@@ -270,9 +270,9 @@ class VELUTILS_API String {
     // If vsnprintf() fails, what it has written stays. If vstrlenf() returns 0 or a negative number
     // (for more than 2147483647 characters), the text becomes empty, or nothing is appended.
     //
-    // Arguments may point into this text. An output that fits into an unshared buffer takes no
-    // memory, unless it has 2048 characters or more and an argument points into this text or a
-    // directive is unknown to the formatter.
+    // The format and arguments may point into this text. An output that fits into an unshared
+    // buffer takes no memory, unless it has 2048 characters or more and one of them points into
+    // this text or a directive is unknown to the formatter.
     //
     // The format must be a literal of the program, never data: a format from outside can read and
     // write the program's memory.

@@ -3,10 +3,10 @@
 // String::format and String::concatf: measured by the library's formatter, rendered by the
 // platform's vsnprintf.
 //
-// An argument may point into the text that the output replaces. A short output is therefore
-// rendered on the stack and then copied. A long output is rendered where it belongs: in this
-// buffer, or in a new one. If it belongs in this buffer and the measuring pass found such an
-// argument, it is rendered in temporary memory first. Short outputs of common directives, which
+// The format or an argument may point into the text that the output replaces. A short output is
+// therefore rendered on the stack and then copied. A long output is rendered where it belongs: in
+// this buffer, or in a new one. If it belongs in this buffer and the measuring pass found such a
+// pointer, it is rendered in temporary memory first. Short outputs of common directives, which
 // both formatters render alike, take one pass of the library's formatter instead of both passes:
 // half the time.
 //
