@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The configuration daemon's client: one zeroed request block on the stack for each call.
+// The client of the configuration daemon. Each call uses a zeroed request block on the stack.
 //
 // Tested by configuration_test.cc.
 
@@ -12,7 +12,7 @@
 
 #include "indexed_key_internal.h"
 
-// The daemon's client library, which the program may or may not bring.
+// The daemon's client library. The references are weak because a program may do without it.
 extern "C" {
 __attribute__((weak, visibility("default"))) void* configd_open(void);
 __attribute__((weak, visibility("default"))) int configd_get(void* connection, void* request);
@@ -26,7 +26,7 @@ struct Request {
     char unusedBefore[8];
     char key[256];
     char value[1024];
-    char unusedBehind[1288];
+    char unusedAfter[1288];
 };
 static_assert(sizeof(Request) == 2576, "the size that the daemon's library expects");
 
@@ -35,7 +35,7 @@ bool haveClientLibrary() {
            configd_close != nullptr;
 }
 
-// Copies the text, if it leaves room for the NUL, into a zeroed field.
+// Copies the text into a zeroed field if it fits there with its NUL.
 template <size_t size>
 bool fill(char (&field)[size], const String& text) {
     if (text.length() >= static_cast<long>(size)) return false;
@@ -48,7 +48,7 @@ bool startRequest(Request* request, const String& key) {
     return fill(request->key, key);
 }
 
-// The daemon's text for the key in request->value; false when there is none.
+// Gets the daemon's text for the key in request->value. Returns false if it has none.
 bool get(void* connection, const String& key, Request* request) {
     if (connection == nullptr || !startRequest(request, key)) return false;
     if (configd_get(connection, request) != 0) return false;
@@ -65,7 +65,7 @@ ConfigDaemonClient::ConfigDaemonClient() : connection(nullptr) {
 ConfigDaemonClient::~ConfigDaemonClient() {
     if (connection == nullptr) return;
     configd_close(connection);
-    // Volatile: the compiler drops plain stores to an object that ends.
+    // Volatile, because the compiler removes plain stores to an object whose lifetime ends.
     *const_cast<void* volatile*>(&connection) = nullptr;
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The configuration file reader: pieces of the file are cut and stripped in a buffer on the stack
-// and go into a string table whose values are Strings of the reader's own.
+// The reader of configuration files. It splits and strips lines in a buffer on the stack and stores
+// them in a hash table, whose values are Strings that the reader owns.
 //
 // Tested by configuration_test.cc.
 
@@ -59,12 +59,12 @@ ConfigReader::ConfigReader() : table(nullptr) {}
 
 ConfigReader::~ConfigReader() {
     cleanup();
-    // Volatile: the compiler drops plain stores to an object that ends.
+    // Volatile, because the compiler removes plain stores to an object whose lifetime ends.
     *const_cast<INStringHashTable* volatile*>(&table) = nullptr;
 }
 
 bool ConfigReader::initialize(const String& path, unsigned long size) {
-    const String name(path);  // cleanup may destroy what path refers to
+    const String name(path);  // path may be a value of this reader, which cleanup() destroys
     cleanup();
     char line[1024] = "";
     table = new INStringHashTable(size);
@@ -86,7 +86,7 @@ void ConfigReader::addLine(char* line) {
     *equals = '\0';
     stripEverywhere(line);
     const char* const text = stripEnds(equals + 1);
-    String value;  // shares the empty buffer, as long as there is nothing to hold
+    String value;  // shares the empty buffer if the text is empty
     if (*text == '\0' || assignAll(value, text)) store(line, value);
 }
 

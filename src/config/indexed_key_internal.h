@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The keys of indexed values.
+// How the keys of indexed values are formed.
 
 #ifndef VELUTILS_INDEXED_KEY_INTERNAL_H
 #define VELUTILS_INDEXED_KEY_INTERNAL_H

@@ -2,10 +2,10 @@
 //
 // Chained hash tables with integer and text keys.
 //
-// Both tables are made of the function templates below; they differ in the overloads for their keys
-// and in the hash. The place of an entry in a chain is told by the link that leads to it: a
-// bucket's head or the next field of the entry before. The link at the end of a chain holds null,
-// and writing it appends.
+// Both tables consist of the function templates below. They differ in the overloads for their keys
+// and in the hash. An entry's place in a chain is given by the link that leads to it: the bucket's
+// head, or the next field of the entry before it. The link at the end of a chain holds null, and
+// storing an entry there appends it.
 //
 // Tested by hash_tables_test.cc.
 
@@ -27,7 +27,7 @@ uint32_t bucketsFor(unsigned long size) {
     return mask + 1;
 }
 
-// What depends on the key: comparison and release.
+// Comparison and release depend on the key.
 
 bool sameKey(uint32_t a, uint32_t b) {
     return a == b;
@@ -45,7 +45,7 @@ void releaseKey(char* key) {
 
 // One chain
 
-// The link to the oldest entry of key, or the one at the end of the chain.
+// Returns the link to the oldest entry of key, or the link at the end of the chain.
 template <class Entry, class Key>
 Entry** linkTo(Entry** link, Key key) {
     while (*link != nullptr && !sameKey((*link)->key, key)) link = &(*link)->next;
@@ -261,8 +261,8 @@ unsigned long INStringHashTable::calculateHash(const char* key) const {
         if (first == 0) return h & hashMask;
         const uint32_t second = static_cast<unsigned char>(key[1]);
         if (second == 0) return (h ^ h << 5 ^ first) & hashMask;
-        // Two steps at once: the next pair waits for half as many shifts, 4 ns less for a key of
-        // 15 characters.
+        // Two steps at once: each pair depends on half as many shifts, which saves 4 ns for a key
+        // of 15 characters.
         h ^= h << 10 ^ first << 5 ^ first ^ second;
     }
 }

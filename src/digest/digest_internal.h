@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What the digests of this folder share: counting and buffering a message, and wiping.
+// What the digests of this folder share: counting and buffering a message, and wiping memory.
 
 #ifndef VELUTILS_DIGEST_INTERNAL_H
 #define VELUTILS_DIGEST_INTERNAL_H
@@ -13,26 +13,28 @@
 
 const unsigned long BLOCK_LENGTH = 64;
 
-// The steps of a digest are written as functions, of which none may remain a call.
+// For the steps of a digest, which must be inlined, or the digest is slow.
 #define ALWAYS_INLINE inline __attribute__((always_inline))
 
 ALWAYS_INLINE uint32_t rotateLeft(uint32_t word, int bits) {
     return word << bits | word >> (32 - bits);
 }
 
-// Zeroes memory, also when nobody will read it again: to the compiler the empty statement may.
+// Zeroes memory that may not be read again. The compiler must assume that the empty statement reads
+// it, and so does not remove the memset.
 inline void wipe(void* memory, size_t length) {
     memset(memory, 0, length);
     __asm__ __volatile__("" : : "r"(memory) : "memory");
 }
 
-// The bytes of a message that wait in the block buffer; count[0] is the low word of its bits.
+// Returns the number of bytes that wait in the block buffer. count[0] is the low word of the
+// number of bits of the message.
 inline unsigned long waitingBytes(const uint32_t* count) {
     return count[0] >> 3 & (BLOCK_LENGTH - 1);
 }
 
-// Adds `length` bytes to a count of bits modulo 2^64. Where long has 64 bits, the upper word takes
-// all bits of length from 29 on.
+// Adds `length` bytes to a count of bits modulo 2^64. Where long has 64 bits, all bits of length
+// from bit 29 on go into the upper word.
 inline void addToCount(uint32_t* count, unsigned long length) {
     const uint32_t bits = static_cast<uint32_t>(length << 3);
     count[0] += bits;
@@ -40,12 +42,12 @@ inline void addToCount(uint32_t* count, unsigned long length) {
     count[1] += static_cast<uint32_t>(length >> 29);
 }
 
-// Digests `blocks` blocks that follow each other at data.
+// Digests `blocks` consecutive blocks at data.
 typedef void Transform(uint32_t* state, const unsigned char* data, unsigned long blocks);
 
-// For input that completes a block: digests the block that fills up in buffer, then whole ones
-// straight from the caller's data, and leaves the rest in buffer. Apart from feed(), which is
-// called for every byte of padding, to keep that short.
+// The part of feed() for input that completes a block: digests the block in buffer, then whole
+// blocks directly from the caller's data, and keeps the rest in buffer. It is not inlined, because
+// feed() may be called for each byte of padding and must stay short.
 template <Transform transform>
 __attribute__((noinline)) void feedBlocks(uint32_t* state, unsigned char* buffer,
                                           unsigned long waiting, const unsigned char* data,
@@ -77,13 +79,13 @@ ALWAYS_INLINE void feed(uint32_t* state, uint32_t* count, unsigned char* buffer,
     }
 }
 
-// What initialize() makes of the length it is given.
+// The number of bytes that getHash() writes after initialize(wanted).
 inline unsigned long returnedLengthOf(const HashContext& digest, unsigned long wanted) {
     const unsigned long complete = digest.getCompleteHashLength();
     return wanted != 0 && wanted <= complete ? wanted : complete;
 }
 
-// The self-test of a digest of at most 20 bytes: whether "abc" gives the expected one.
+// The self-test of a digest of at most 20 bytes: 0 if that of "abc" is the expected one, else -1.
 inline int testWithAbc(HashContext& digest, const unsigned char* expected) {
     unsigned char found[20];
     digest.initialize(0);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The home of the digest interface's virtual table.
+// Makes the compiler emit HashContext's virtual table in this file only.
 
 #include <velutils++/digests.h>
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// HMAC (RFC 2104): hash(outer pad, hash(inner pad, message)), both with the digest of the caller.
+// HMAC (RFC 2104): hash(outer pad, hash(inner pad, message)), both with the caller's digest.
 //
-// The key is kept as the two blocks that precede the hashed data. Between reset() and getHash()
-// the inner message is under way in the digest; getHash() restarts the digest for the outer one.
+// The key is kept as the two pads, the blocks that precede the hashed data. From reset() to
+// getHash() the digest processes the inner message. getHash() then restarts it for the outer one.
 //
 // Tested by digests_test.cc.
 
@@ -30,7 +30,7 @@ int HmacContext::initialize(const unsigned char* key, unsigned long keyLength,
 
     memset(innerKeyPad, 0, sizeof innerKeyPad);
     if (keyLength > BLOCK_LENGTH) {
-        // A digest longer than the block has to leave off at the block's end.
+        // A digest longer than the block is cut to the block's length.
         const bool fits = hashContext->getCompleteHashLength() <= BLOCK_LENGTH;
         hashContext->initialize(fits ? 0 : BLOCK_LENGTH);
         hashContext->hash(key, keyLength);
@@ -63,7 +63,7 @@ void HmacContext::hash(const unsigned char* data, unsigned long length) {
 }
 
 void HmacContext::getHash(unsigned char* out) {
-    // On the stack: a digest is some tens of bytes, and an allocation could be refused.
+    // On the stack, because a digest is only some tens of bytes, and an allocation could fail.
     const unsigned long length = hashContext->getCompleteHashLength();
     unsigned char* const inner = static_cast<unsigned char*>(alloca(length));
 

@@ -15,7 +15,8 @@ namespace {
 
 const unsigned long DIGEST_LENGTH = 16;
 
-// One step of each round. b comes out of the step before, so what does not need it is added first.
+// The steps of the four rounds. The step before has just computed b, so terms without b are added
+// first.
 ALWAYS_INLINE void stepF(uint32_t& a, uint32_t b, uint32_t c, uint32_t d, uint32_t word, int shift,
                          uint32_t constant) {
     a += word + constant;
@@ -44,7 +45,7 @@ ALWAYS_INLINE void stepI(uint32_t& a, uint32_t b, uint32_t c, uint32_t d, uint32
     a = rotateLeft(a, shift) + b;
 }
 
-// Word i of the block, kept in x for the other rounds.
+// Loads word i of the block and keeps it in x for the later rounds.
 ALWAYS_INLINE uint32_t load(uint32_t* x, const unsigned char* block, int i) {
     memcpy(&x[i], block + 4 * i, 4);
     return x[i] = le32toh(x[i]);
@@ -137,7 +138,7 @@ void transform(uint32_t* state, const unsigned char* data, unsigned long blocks)
     wipe(x, sizeof x);
 }
 
-// Padding and length go through the virtual hash(), which derived classes may rely on.
+// Derived classes may rely on seeing padding and length in the virtual hash().
 void finish(HashContext& digest, const uint32_t* count) {
     static const unsigned char PADDING[BLOCK_LENGTH] = {0x80};
     unsigned char bits[8];

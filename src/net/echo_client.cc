@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// The echo client. A request is a whole IPv4 packet, written byte by byte, so that it looks the
-// same on every processor:
+// The echo client. A request is a whole IPv4 packet, written byte by byte so that it is the same on
+// every processor:
 //
 //     | IPv4 header, 20 bytes | ICMP header, 8 bytes |     no options, no payload
 //
-// The kernel fills in an identification of its own, and the header checksum that goes with it,
-// where it finds 0. What arrives starts with an IPv4 header of any length, and nothing in it is
-// trusted: numbers are read only where bytes were received.
+// Where the identification is 0, the kernel fills in its own, and the header checksum with it. A
+// received packet begins with an IPv4 header of any length. Its lengths are not trusted: only bytes
+// that were received are read.
 //
 // Tested by echo_client_test.cc.
 
@@ -54,7 +54,7 @@ uint16_t get16(const unsigned char* from) {
     return static_cast<uint16_t>(from[0] << 8 | from[1]);
 }
 
-// The addresses are in network byte order; both checksums stay 0. packet is all zeros.
+// Addresses are in network byte order. REQUIRES: packet is all zeros. Both checksums stay 0.
 void fillRequest(unsigned char* packet, in_addr_t source, in_addr_t destination,
                  uint16_t identifier, uint16_t sequenceNumber) {
     packet[0] = VERSION_4_FIVE_WORDS;
@@ -110,13 +110,13 @@ int PingClient::sendSimplePing(const String& host, const String& source) {
     to.sin_family = AF_INET;
     if (!resolve(host.buffer(), to.sin_addr)) return 1;
 
-    // Declared as what checksum() takes, so that an override may read it as that.
+    // An array of the type that checksum() takes, because an override may read it as such.
     unsigned short words[REQUEST / sizeof(unsigned short)] = {};
     unsigned char* const packet = reinterpret_cast<unsigned char*>(words);
     fillRequest(packet, inet_addr(source.buffer()), to.sin_addr.s_addr, identifier, sequenceNumber);
     unsigned short sum = checksum(words + IP_HEADER / sizeof *words, ICMP_HEADER);
     memcpy(packet + IP_HEADER + ICMP_CHECKSUM_AT, &sum, sizeof sum);
-    // With its checksum in place the ICMP part adds nothing to that of the header.
+    // With its checksum the ICMP part sums to 0, so this is the checksum of the header alone.
     sum = checksum(words, REQUEST);
     memcpy(packet + IP_CHECKSUM_AT, &sum, sizeof sum);
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Interface requests to the kernel. Every operation makes an InterfaceRequest of its own, which
-// holds the socket that the requests go through and closes it on the way out.
+// Interface requests to the kernel. Each operation makes an InterfaceRequest, which opens a socket
+// for its requests and closes it at the end.
 //
 // Tested by interface_control_test.cc.
 
@@ -112,7 +112,7 @@ bool IpInterfaceStatus::setIpV4Mask(const char* name, unsigned int mask) {
 }
 
 bool IpInterfaceStatus::haveNetworkConnectivity() {
-    // Without O_NONBLOCK a FIFO of that name would hold the caller up.
+    // Without O_NONBLOCK, a FIFO of that name would block the caller.
     const int fd = open(CONNECTIVITY_FILE, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) return false;
     close(fd);

@@ -2,10 +2,9 @@
 //
 // IpAddress as a value: parsing, printing, words, masks and prefix lengths.
 //
-// Parsing walks the NUL-terminated characters, because the NUL is no part of the grammar and so
-// stops every reader; only the end is told by the length, since a text may hold NULs inside. The
-// setters read everything first and store last. The public piecewise readers are the same readers
-// behind a position.
+// The readers walk a NUL-terminated text. No reader accepts a NUL, so each stops there. A setter
+// finds the end of the text by its length, because a text may have NULs inside, and stores nothing
+// until it has read everything. The public piecewise readers call the same readers at a position.
 //
 // Tested by ip_address_test.cc.
 
@@ -40,7 +39,8 @@ bool isContiguous(uint32_t mask) {
     return mask == prefixMask(leadingOnes(mask));
 }
 
-// A zero stands alone: 01 is a 0 and something that no caller expects.
+// A number with a leading zero ends after that zero: 01 is a 0 and a character that no caller
+// accepts.
 bool readNumber(const char*& p, int maxDigits, uint32_t& value) {
     value = 0;
     if (*p == '0') {
@@ -92,7 +92,7 @@ char* printOctet(char* p, uint32_t octet) {
     return p;
 }
 
-// Own digits: an address is printed several times faster than by a formatter.
+// Writing the digits here is several times faster than calling a formatter.
 String& printQuad(uint32_t word, String& out) {
     char text[sizeof "255.255.255.255"];
     char* p = text;
@@ -100,7 +100,7 @@ String& printQuad(uint32_t word, String& out) {
         p = printOctet(p, word >> shift & 255);
         *p++ = shift > 0 ? '.' : '\0';
     }
-    // Out of memory: better no address than the one that out held before.
+    // When out of memory, an empty text is better than the old address.
     if (!assignAll(out, text)) out = String::EMPTY();
     return out;
 }
@@ -110,7 +110,7 @@ String& printQuad(uint32_t word, String& out) {
 // Construction, copying, comparison
 
 const IpAddress& IpAddress::EMPTY() {
-    // Never destroyed: usable until the process ends.
+    // In static storage without a destructor, so that it can be used until the process ends.
     alignas(IpAddress) static char storage[sizeof(IpAddress)];
     static const IpAddress* const empty = ::new (static_cast<void*>(storage)) IpAddress();
     return *empty;

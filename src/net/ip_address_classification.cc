@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// What kind of address an IpAddress is: its class, its role, what it contains.
+// The kinds of addresses: the class and the role of an IpAddress, and what it contains.
 //
 // A class is a pattern of leading bits. The three roles in a subnet exclude each other, so one
-// function decides among them; the predicates ask it.
+// function decides among them for all predicates.
 //
 // Tested by ip_address_test.cc.
 

@@ -53,7 +53,7 @@ void convBinToHex(uint32_t word, char* out) {
 
 void dataChunk2String(const void* data, char* out, int length, int lineLength) {
     const char* next = static_cast<const char*>(data);
-    int left = lineLength;  // of this line; counted down, so that no line length overflows it
+    int left = lineLength;  // in this line; counting down cannot overflow
     for (; length > 0; length -= WORD_BYTES) {
         uint32_t word;
         memcpy(&word, next, sizeof word);
@@ -97,8 +97,8 @@ int e164Number(const char* text) {
     return 0;
 }
 
-// The numbers below are read as long: where long is wider than int, "%d" would fold a number of
-// many digits into a valid one.
+// The numbers below are read as long. Where long has 64 bits, "%d" could turn a number of many
+// digits into a valid one.
 
 int validateTimeString(const char* text) {
     long year, month, day, hour, minute, second;

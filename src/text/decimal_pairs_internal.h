@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// Numbers are written two digits at a time, which halves the divisions.
+// Digits for writing decimal numbers two at a time, which takes half the divisions.
 
 #ifndef VELUTILS_DECIMAL_PAIRS_INTERNAL_H
 #define VELUTILS_DECIMAL_PAIRS_INTERNAL_H
 
-// 00 to 99, one behind the other.
+// The pairs from 00 to 99 in order.
 extern const char DECIMAL_PAIRS[201];
 
 #endif

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// The formatter: one pass over the format for measuring and for storing.
+// The formatter. One pass over the format either measures the output or stores it.
 //
-// Output is a stream of characters. Output::take decides, for a run of them, how many fall before
-// the offset, how many are stored and how many no longer fit; the emitters only produce runs.
-// Measuring is storing with the largest size and without writing.
+// The emitters produce runs of characters. Output decides how many of a run fall before the offset,
+// how many are stored and how many no longer fit. Measuring is storing with the largest size and no
+// buffer.
 //
 // Tested by format_test.cc.
 
@@ -28,7 +28,7 @@ enum Flag : unsigned {
     LONG = 64,
 };
 
-// Whatever is wider, long or pointer, travels whole.
+// Wide enough for every argument: on our platforms long and pointers have the same width.
 typedef unsigned long Value;
 static_assert(sizeof(Value) == sizeof(void*), "%p takes the platform's pointer");
 
@@ -40,7 +40,7 @@ struct Arguments {
 struct Directive {
     unsigned flags;
     int width;      // never negative
-    int precision;  // negative: none
+    int precision;  // negative if there is none
     char conversion;
 
     bool has(Flag flag) const { return (flags & flag) != 0; }
@@ -54,7 +54,7 @@ class Output {
     uint32_t stored() const { return stored_; }
     uint32_t position() const { return skipped_ + stored_; }
 
-    // One copy of this code: inlined everywhere it adds 2 KiB and saves nothing.
+    // Not inlined: that would add 2 KiB and save no time.
     __attribute__((noinline)) void text(const char* p, uint32_t n) {
         const uint32_t skipped = skip(n);
         const uint32_t kept = keep(n - skipped);
@@ -74,7 +74,8 @@ class Output {
         if (buffer_ != nullptr) memset(buffer_ + stored_ - kept, ch, kept);
     }
 
-    // Whether the next n characters are all stored; then their place, null when only counting.
+    // Returns whether the next n characters are all stored, and then their place, which is null
+    // when only counting.
     bool placeFor(uint32_t n, char** place) {
         if (toSkip_ != 0 || n > left_) return false;
         *place = buffer_ == nullptr ? nullptr : buffer_ + stored_;
@@ -83,7 +84,7 @@ class Output {
     }
 
   private:
-    // Most runs are a few characters long: without a call they take 1 ns instead of 4.
+    // Most runs are a few characters long. Copying them without a call takes 1 ns instead of 4.
     static void copy(char* to, const char* from, uint32_t n) {
         if (n > 16) {
             memcpy(to, from, n);
@@ -100,8 +101,8 @@ class Output {
         }
     }
 
-    // How many of the next n characters fall before the offset. Once nothing fits the position
-    // stands still.
+    // Returns how many of the next n characters fall before the offset. Once the buffer is full,
+    // the position stops advancing.
     uint32_t skip(uint32_t n) {
         if (toSkip_ == 0 || left_ == 0) return 0;
         const uint32_t skipped = toSkip_ < n ? toSkip_ : n;
@@ -110,7 +111,7 @@ class Output {
         return skipped;
     }
 
-    // How many of the next n characters fit.
+    // Returns how many of the next n characters fit.
     uint32_t keep(uint32_t n) {
         const uint32_t kept = n < left_ ? n : left_;
         left_ -= kept;
@@ -118,19 +119,19 @@ class Output {
         return kept;
     }
 
-    char* const buffer_;  // null: only count
+    char* const buffer_;  // null when only counting
     uint32_t left_;
     uint32_t stored_;
     uint32_t toSkip_;
     uint32_t skipped_;
 };
 
-// n characters of text in a field; those not to be seen keep their place in it.
+// Emits a text that counts n characters in its field, of which the first `emitted` are output.
 void emitText(Output& out, const Directive& directive, const char* text, uint32_t n,
-              uint32_t seen) {
+              uint32_t emitted) {
     const long long padding = static_cast<long long>(directive.width) - n;
     if (!directive.has(LEFT)) out.fill(directive.has(ZERO) ? '0' : ' ', padding);
-    out.text(text, seen);
+    out.text(text, emitted);
     if (directive.has(LEFT)) out.fill(' ', padding);
 }
 
@@ -174,7 +175,7 @@ uint32_t digitCount(Value value, unsigned base) {
 
 // Writes the digits of value before `end`.
 void writeDigits(char* end, Value value, unsigned base, const char* digits) {
-    switch (base) {  // constant divisors divide fast
+    switch (base) {  // division by a constant is fast
         case 10:
             for (; value >= 100; value /= 100) {
                 end -= 2;
@@ -195,11 +196,11 @@ void writeDigits(char* end, Value value, unsigned base, const char* digits) {
 }
 
 void emitDigits(Output& out, Value value, unsigned base, const char* digits, uint32_t n) {
-    // Straight into their place: digits that are copied at once wait for their being written, 5 ns.
+    // Write in place: copying digits that were just written stalls for 5 ns.
     char* place = nullptr;
     const bool fits = out.placeFor(n, &place);
     if (fits && place == nullptr) return;  // only counting
-    char area[3 * sizeof(Value)];          // octal needs most: a digit for every three bits
+    char area[3 * sizeof(Value)];          // enough for octal: a digit for every three bits
     writeDigits((fits ? place : area) + n, value, base, digits);
     if (!fits) out.text(area, n);
 }
@@ -208,7 +209,7 @@ void emitInteger(Output& out, const Directive& directive, Value value, unsigned 
                  const Prefix& prefix, const char* digits = "0123456789abcdef") {
     const uint32_t n = digitCount(value, base);
     long long precision = directive.precision;
-    // A precision that was given cancels the zero padding.
+    // A precision in the directive cancels zero padding.
     if (directive.has(ZERO) && precision < 0)
         precision = static_cast<long long>(directive.width) - prefix.length;
     const long long zeros = precision > n ? precision - n : 0;
@@ -321,7 +322,7 @@ int readNumber(const char** format) {
     return number;
 }
 
-// Reads what follows a '%' up to the conversion letter, which is NUL when the format ends before.
+// Reads what follows a '%' up to the conversion letter, which is NUL if the format ends first.
 Directive readDirective(const char** format, Arguments& arguments) {
     Directive directive = {0, 0, -1, '\0'};
     for (unsigned flag = 0; (flag = flagOf(**format)) != 0; ++*format) directive.flags |= flag;
@@ -363,11 +364,11 @@ const char* nextPointer(Arguments& arguments) {
     return pointer;
 }
 
-// What run() asks at each directive before it converts it; false ends the run.
+// run() calls this before it converts a directive. False ends the run.
 typedef bool Check(const Directive& directive, Arguments& arguments);
 
-// Whether the platform's printf takes the directive for the same and renders it alike. The rest
-// is not worth telling apart: null and NUL, precisions, whatever only one of the two knows.
+// Whether the platform's printf certainly renders the directive alike. Rare cases count as
+// different without a closer look: null, NUL, precisions, and what only one of the two knows.
 bool isCommon(const Directive& directive, Arguments& arguments) {
     if (directive.precision >= 0) return false;
     switch (directive.conversion) {
@@ -385,13 +386,13 @@ bool isCommon(const Directive& directive, Arguments& arguments) {
     }
 }
 
-// Notes in arguments.watched whether the platform's printf may touch that memory.
+// Sets arguments.watched->isArgument if the platform's printf may access that memory.
 bool noteOverlap(const Directive& directive, Arguments& arguments) {
     TextRange& text = *arguments.watched;
     if (directive.conversion == '\0' || strchr("diuoxXpc%", directive.conversion) != nullptr)
         return true;
     if (directive.conversion != 's' && directive.conversion != 'n') {
-        text.isArgument = true;  // perhaps, as in "%1$s"
+        text.isArgument = true;  // possibly, as in "%1$s"
         return true;
     }
     const uintptr_t pointer = reinterpret_cast<uintptr_t>(nextPointer(arguments));
@@ -399,12 +400,12 @@ bool noteOverlap(const Directive& directive, Arguments& arguments) {
     return true;
 }
 
-// Produces the output. False when the check has ended it.
+// Produces the output. Returns false if the check ended it.
 bool run(Output& out, const char* format, Arguments& arguments, Check* check = nullptr) {
     for (;;) {
         const char* const literal = format;
         while (*format != '%' && *format != '\0') ++format;
-        if (format - literal == 1)  // a separator, as in "%lu.%lu": 2 ns instead of 3.5
+        if (format - literal == 1)  // a separator, as in "%lu.%lu", in 2 ns instead of 3.5
             out.character(*literal);
         else if (format != literal)
             out.text(literal, static_cast<uint32_t>(format - literal));
@@ -456,7 +457,7 @@ bool formatLikePlatform(char* buffer, uint32_t size, const char* format, va_list
     const bool common = run(out, format, arguments, isCommon);
     va_end(arguments.list);
     *length = static_cast<int32_t>(out.stored());
-    return common && out.stored() < size - 1;  // a full buffer may have lost something
+    return common && out.stored() < size - 1;  // a full buffer may hold only part of the output
 }
 
 int32_t vsnxprintf(char* buffer, int32_t offset, uint32_t size, const char* format,

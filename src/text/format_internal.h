@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What String's formatting takes from the formatter besides its public functions.
+// The formatter's functions for String::format and String::concatf.
 
 #ifndef VELUTILS_FORMAT_INTERNAL_H
 #define VELUTILS_FORMAT_INTERNAL_H
@@ -16,12 +16,12 @@ struct TextRange {
     bool isArgument;
 };
 
-// vstrlenf. Also sets text->isArgument if a text or %n argument points into the range, or if the
-// format has a directive that only the platform may know, and with it the argument.
+// As vstrlenf. Also sets text->isArgument if a text or %n argument points into the range, or if the
+// format has a directive that the formatter does not know, whose argument it cannot check.
 int32_t measureFormatted(const char* format, va_list arguments, TextRange* text);
 
-// vsnxprintf for outputs that the platform's vsnprintf renders alike. False, with anything in
-// buffer, when it may not, or the output does not fit.
+// As vsnxprintf, for an output that the platform's vsnprintf renders alike. Returns false, with
+// undefined content in buffer, if it may render another one or if the output does not fit.
 bool formatLikePlatform(char* buffer, uint32_t size, const char* format, va_list arguments,
                         int32_t* length);
 

@@ -2,10 +2,9 @@
 //
 // Integers to text and back.
 //
-// A converter first counts the digits and then writes them from the last to the first, straight
-// into the caller's buffer and never behind the NUL. A parser sums up from the front as if the
-// text were decimal, which most texts are; only when the last character turns out to name another
-// base does it read the text again. All sums are taken modulo 2^32.
+// A converter counts the digits and then writes them from the last to the first into the caller's
+// buffer, and nothing after the NUL. A parser reads the text as decimal, which most texts are, and
+// reads it again only if its last character names another base. Sums are modulo 2^32.
 //
 // Tested by conversions_test.cc.
 
@@ -20,10 +19,10 @@
 namespace {
 
 const int LONGEST_TEXT = 33;           // 32 binary digits and their letter
-const unsigned char BACKQUOTE = 0x60;  // base letters, and small hexadecimal digits, lie above
-const unsigned char AT_SIGN = 0x40;    // capital hexadecimal digits lie above
+const unsigned char BACKQUOTE = 0x60;  // base letters and the digits a to f have higher codes
+const unsigned char AT_SIGN = 0x40;    // the digits A to F have higher codes
 
-// Without branches: the processor cannot predict the lengths of changing numbers.
+// Without branches, because the processor cannot predict the lengths of varying numbers.
 int decimalLength(uint32_t value) {
     static const uint32_t POWERS[] = {0,      10,      100,      1000,      10000,
                                       100000, 1000000, 10000000, 100000000, 1000000000};
@@ -39,7 +38,7 @@ void writeDecimal(uint32_t value, char* out) {
         at -= 2;
         memcpy(at, DECIMAL_PAIRS + value % 100 * 2, 2);
     }
-    // One or two digits are left; if it is one, both lines write it.
+    // One or two digits are left. If it is one, both lines write it.
     const char* const pair = DECIMAL_PAIRS + value * 2;
     at[-1] = pair[1];
     *out = pair[value < 10];
@@ -71,10 +70,11 @@ uint32_t shiftedSum(const char* text, int count, int bits) {
     return sum;
 }
 
-// Goes on at the first character that is no digit: to the end, and back when that names a base.
+// Continues at the first character that is not a digit. Reads to the end, and reads the text again
+// if the last character names a base.
 __attribute__((noinline)) uint32_t sumWithLetters(const char* text, int count, int limit,
                                                   uint32_t sum) {
-    uint32_t sumBefore = 0;  // without the last character
+    uint32_t sumBefore = 0;  // sum without the last character
     unsigned char last = 0;
     for (; count < limit && text[count] != '\0'; ++count) {
         last = static_cast<unsigned char>(text[count]);
@@ -95,7 +95,7 @@ __attribute__((noinline)) uint32_t sumWithLetters(const char* text, int count, i
     }
 }
 
-// Reads at most `limit` characters behind the sign.
+// Reads at most `limit` characters of a text without its sign.
 inline uint32_t sumOf(const char* text, int limit) {
     uint32_t sum = 0;
     for (int count = 0; count < limit; ++count) {
@@ -163,7 +163,7 @@ char* i32toa(int32_t value, char* buffer, int base) {
     const bool negative = value < 0;
     const uint32_t bits = static_cast<uint32_t>(value);
     if (buffer == nullptr || base != 10) return negative ? nullptr : u_i32toa(bits, buffer, base);
-    *buffer = '-';  // a positive value overwrites it: cheaper than a branch, signs being random
+    *buffer = '-';  // overwritten by a positive value, because a branch would be mispredicted
     writeDecimal(negative ? 0 - bits : bits, buffer + negative);
     return buffer;
 }

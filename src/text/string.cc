@@ -2,9 +2,9 @@
 //
 // String and its buffer: counting, copy on write, construction, assignment, appending.
 //
-// A changing operation writes in place only when nobody shares the buffer and the result fits;
-// otherwise it builds a complete new buffer first, so that its source may lie in the old one and
-// a refused allocation changes nothing, and then lets the old buffer go.
+// An operation that changes a String writes in place only if the buffer is not shared and the
+// result fits. Otherwise it builds the whole new buffer first and then releases the old one, so its
+// source may lie in the old buffer, and an allocation that fails changes nothing.
 //
 // Tested by text_test.cc.
 
@@ -29,14 +29,14 @@ typedef String::StringBuffer Buffer;
 
 // StringBuffer
 
-// The only buffer that new does not make.
+// The only buffer that is not allocated.
 struct Buffer::EmptyText {
     StringBuffer buffer{Constant()};
     char nul = '\0';
 };
 
-// Initialised at compile time and never destroyed: code that runs before or after everything else
-// in the process can use it.
+// Initialised at compile time and never destroyed, so that constructors and destructors of static
+// objects can use it.
 Buffer* Buffer::EMPTY() {
     static EmptyText empty;
     return &empty.buffer;
@@ -98,11 +98,12 @@ long Buffer::capacity() const {
 }
 
 bool Buffer::hasMultipleReferers() const {
-    // Acquire: the last sharer in another thread has finished with the text before we write it.
+    // Acquire, so that another thread's reads of the text, before it dropped the buffer, precede
+    // our writes.
     return __atomic_load_n(&referers_, __ATOMIC_ACQUIRE) > 1;
 }
 
-// Plain counting costs a third of atomic counting, and most daemons have one thread.
+// Plain counting takes a third of the time of atomic counting, and most daemons have one thread.
 void Buffer::link() {
     if (VELUTILS_SINGLE_THREADED)
         ++referers_;
@@ -157,7 +158,7 @@ bool String::unshare() {
 
 // Construction
 
-// Made in static storage, so that no destructor ends it before the process does.
+// In static storage without a destructor, so that it can be used until the process ends.
 const String& String::EMPTY() {
     alignas(String) static char storage[sizeof(String)];
     static const String* const empty = ::new (static_cast<void*>(storage)) String();
@@ -195,7 +196,7 @@ String::String(const char* s, long start, long count) : buffer_(nullptr) {
 
 String::~String() {
     buffer_->drop();
-    // Volatile: the compiler drops plain stores to an object that ends.
+    // Volatile, because the compiler removes plain stores to an object whose lifetime ends.
     *const_cast<StringBuffer* volatile*>(&buffer_) = nullptr;
 }
 

@@ -2,9 +2,9 @@
 //
 // Order, equality, prefixes and regions of Strings, and the comparison without case.
 //
-// Three comparisons, which differ for texts with embedded NULs: all bytes (memcmp), up to the
-// first NUL (strcmp, strncmp), and without case up to the first NUL (stricmp, strnicmp). Strings
-// that share a buffer are equal without a look at it.
+// There are three comparisons, which differ for texts with embedded NULs: of all bytes (memcmp), up
+// to the first NUL (strcmp, strncmp), and without case up to the first NUL (stricmp, strnicmp).
+// Strings that share a buffer are equal without a comparison.
 //
 // Tested by text_test.cc and the fuzz target string_search.
 
@@ -17,7 +17,7 @@
 
 namespace {
 
-// The C locale knows ASCII letters only, whatever locale the daemon has chosen for itself.
+// The C locale, which has only ASCII letters, whatever locale the daemon has set.
 locale_t asciiOnly() {
     static const locale_t c = newlocale(LC_ALL_MASK, "C", nullptr);
     return c;
@@ -27,7 +27,7 @@ int sign(int difference) {
     return difference < 0 ? -1 : difference > 0;
 }
 
-// As strcmp; null is the empty text.
+// As strcmp, with null as the empty text.
 int order(const String& a, const char* b) {
     if (b == nullptr) return a.length() == 0 ? 0 : 1;
     return strcmp(a.buffer(), b);
@@ -35,8 +35,8 @@ int order(const String& a, const char* b) {
 
 }  // namespace
 
-// The platform's comparisons look at many characters at once: 200 equal ones take 10 ns, and took
-// 170 ns in a loop of our own.
+// The platform's functions compare many characters at once: 200 equal ones take 10 ns, and 170 ns
+// in a loop of our own.
 int stricmp(const char* a, const char* b) {
     return sign(strcasecmp_l(a, b, asciiOnly()));
 }
@@ -100,7 +100,7 @@ bool String::regionMatches(long offset, const String& other, long otherOffset, l
     return regionMatches(false, offset, other, otherOffset, count);
 }
 
-// Relations. Between Strings a shared buffer is told by the address of its characters.
+// Relations. Two Strings share a buffer if their characters have the same address.
 
 bool operator==(const String& a, const String& b) {
     if (a.buffer() == b.buffer()) return true;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Changing a String in place, or a private copy of it, and deriving pieces of it.
+// Operations that change a String, in place or in a copy of its buffer, and pieces of a String.
 //
 // Tested by text_test.cc.
 
@@ -24,7 +24,7 @@ void shiftLetters(char* text, long length, char first, int change) {
         return static_cast<char>(ch + (letter < 26 ? change : 0));
     };
     long i = 0;
-    // A fixed number of rounds becomes vector instructions: 200 characters in 20 ns, not in 105.
+    // The compiler vectorizes a loop of 16 rounds: 200 characters take 20 ns instead of 105.
     for (; length - i >= 16; i += 16)
         for (long j = i; j < i + 16; ++j) text[j] = shift(text[j]);
     for (; i < length; ++i) text[i] = shift(text[i]);
@@ -108,7 +108,7 @@ void String::insertBytes(long position, const char* inserted, long long n) {
     }
     char* const gap = text + position;
     memmove(gap + n, gap, static_cast<size_t>(old - position));
-    // What is inserted may lie in this text: behind the gap it has just moved.
+    // The inserted text may be part of this one. What follows the gap has just moved.
     const bool moved = inserted >= gap && inserted <= text + old;
     memmove(gap, moved ? inserted + n : inserted, static_cast<size_t>(n));
     buffer_->setLength(static_cast<long>(old + n));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// How the files of String size and build buffers.
+// How the source files of String size and build buffers.
 
 #ifndef VELUTILS_STRING_INTERNAL_H
 #define VELUTILS_STRING_INTERNAL_H
@@ -9,15 +9,15 @@
 
 #include <string.h>
 
-// What a long counts on the target, and so the longest text on any platform.
+// The largest long on the router, and so the longest text on all platforms.
 const long long LONGEST_TEXT = INT32_MAX;
 
 inline long long lengthOf(const char* s) {
     return static_cast<long long>(strlen(s));
 }
 
-// A buffer with room for a text of `room` characters, holding the pieces as StringBuffer's
-// constructors take them; null when the heap refuses or the text would be too long.
+// Returns a buffer with room for `room` characters that holds the pieces, which are the arguments
+// of a StringBuffer constructor. Null when out of memory, or if the text would be too long.
 template <class... Pieces>
 String::StringBuffer* buildBuffer(long long room, Pieces... pieces) {
     if (room > LONGEST_TEXT) return nullptr;
