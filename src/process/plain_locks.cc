@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// CRecursiveSemaphore for callers without classes. A handle is a heap cell that holds one pointer
-// to the object. Exceptions end here.
+// CRecursiveSemaphore for callers in C. A handle points to an allocated cell, which holds a pointer
+// to the object. No exception leaves these functions.
 //
 // Tested by locks_test.cc and, from C, by plain_c_test.c.
 
@@ -16,7 +16,7 @@ struct Cell {
     std::unique_ptr<CRecursiveSemaphore> lock;
 };
 
-// Null when there is none.
+// Null if the handle has no lock.
 CRecursiveSemaphore* lockOf(semaphore_handle handle) {
     return handle != nullptr ? static_cast<Cell*>(handle)->lock.get() : nullptr;
 }
@@ -31,7 +31,7 @@ semaphore_handle sem_create(const char* name) {
         const std::string text(name);
         cell->lock.reset(new (std::nothrow) CRecursiveSemaphore(text));
         return cell->lock ? cell.release() : nullptr;
-    } catch (const std::exception&) {  // an ordinary allocation, of the text or in the object
+    } catch (const std::exception&) {  // std::bad_alloc, of the text or in the object
         return nullptr;
     }
 }

@@ -45,16 +45,16 @@ class Directory {
     DIR* stream_;
 };
 
-// Reads up to `size` bytes of a process's command line. -1 when the process has ended; 0 also when
-// it has no command line.
+// Reads up to `size` bytes of a process's command line. Returns -1 if the process has ended, and 0
+// if it has no command line.
 ssize_t readCommandLine(int pid, char* buffer, size_t size) {
     char path[PATH_SIZE];
     snprintf(path, sizeof path, "/proc/%d/cmdline", pid);
     const int fd = open(path, O_RDONLY | O_CLOEXEC);
     if (fd < 0) return -1;
 
-    // The kernel gives all it has: what ends in a NUL is complete, and needs no second read to
-    // find its end.
+    // The kernel returns all that it has, so text that ends in a NUL is complete and needs no
+    // second read to find its end.
     size_t length = 0;
     do {
         const ssize_t n = read(fd, buffer + length, size - length);
@@ -65,15 +65,15 @@ ssize_t readCommandLine(int pid, char* buffer, size_t size) {
     return static_cast<ssize_t>(length);
 }
 
-// The kernel ends every argument with a NUL. An empty last argument keeps the space before it: one
-// separator is taken off, no more.
+// The kernel ends each argument with a NUL. Only one separator is removed at the end, so an empty
+// last argument keeps the space before it.
 void joinArguments(char* name, size_t length) {
     for (size_t i = 0; i < length; ++i)
         if (name[i] == '\0') name[i] = ' ';
     if (name[length - 1] == ' ') name[length - 1] = '\0';
 }
 
-// `directory` is the process's name in /proc. False when the process has ended.
+// `directory` is the process's entry in /proc. Returns false if the process has ended.
 bool readName(int pid, const char* directory, char (&name)[NAME_SIZE]) {
     memset(name, 0, sizeof name);
     const ssize_t length = readCommandLine(pid, name, sizeof name - 1);
@@ -90,9 +90,9 @@ ProcessEntry* findPid(ProcessEntry* entry, int pid) {
     return entry;
 }
 
-// Finds the entries of a list during one scan. The index is an open-addressing table of the
-// entries by their ids, never more than half full. It is a mapping of its own: a refresh allocates
-// nothing but entries. Where an id occurs several times, the first entry wins.
+// Finds the entries of a list during one scan. The index is an open-addressing table of the entries
+// by id, at most half full. It is mapped memory, so that a refresh allocates only entries. If an id
+// occurs several times, its first entry is found.
 class Lookup {
   public:
     explicit Lookup(ProcessEntry* first)
@@ -101,9 +101,9 @@ class Lookup {
     Lookup& operator=(const Lookup&) = delete;
     ~Lookup() { release(); }
 
-    // `first` is the first entry now.
+    // `first` is the current first entry of the list.
     ProcessEntry* find(ProcessEntry* first, int pid) {
-        // Ascending ids so far: no entry before this one has the same id.
+        // The ids have been ascending so far, so no entry before this one has the same id.
         if (expected_ != nullptr && pid > lastPid_ && expected_->getPid() == pid) {
             ProcessEntry* const found = expected_;
             expected_ = found->getNext();
@@ -115,7 +115,7 @@ class Lookup {
         return *slotOf(pid);
     }
 
-    // For an entry that was appended since.
+    // Adds an entry that was appended to the list.
     void add(ProcessEntry* entry) {
         if (slots_ != nullptr) insert(entry);
     }
@@ -125,9 +125,9 @@ class Lookup {
 
     size_t capacity() const { return slots_ != nullptr ? size_t{1} << bits_ : 0; }
 
-    // The slot of the id's entry, or the empty one where it belongs.
+    // Returns the slot of the id's entry, or the empty slot where it belongs.
     ProcessEntry** slotOf(int pid) const {
-        // Multiplied by 2^32 / golden ratio, consecutive ids spread evenly.
+        // The multiplier is 2^32 divided by the golden ratio: it spreads consecutive ids evenly.
         size_t i = static_cast<uint32_t>(pid) * 2654435769u >> (32 - bits_);
         while (slots_[i] != nullptr && slots_[i]->getPid() != pid) i = (i + 1) & (capacity() - 1);
         return &slots_[i];
@@ -140,7 +140,7 @@ class Lookup {
         ++used_;
     }
 
-    // Puts all entries into a new index, less than half full. False when there is no memory for it.
+    // Builds a new index of all entries, less than half full. Returns false when out of memory.
     bool build(ProcessEntry* first) {
         release();
         size_t count = 0;
@@ -161,8 +161,8 @@ class Lookup {
     }
 
     ProcessEntry* expected_;  // null after the first miss
-    int lastPid_;             // of the entry before the expected one
-    ProcessEntry** slots_;    // null: no index
+    int lastPid_;             // id of the entry before the expected one
+    ProcessEntry** slots_;    // null without an index
     unsigned bits_;           // the index has 2^bits slots
     size_t used_;
 };
@@ -185,8 +185,7 @@ void append(ProcessEntry* entry, ProcessEntry** first, ProcessEntry** tail) {
     *tail = entry;
 }
 
-// Links the valid entries together in their order and deletes the others. Returns how many are
-// left.
+// Deletes the invalid entries and keeps the others in their order. Returns how many are left.
 int removeInvalid(ProcessEntry** first) {
     ProcessEntry* entry = *first;
     ProcessEntry* tail = nullptr;

@@ -1,22 +1,23 @@
 // SPDX-License-Identifier: MIT
 //
-// CRecursiveSemaphore: a process-shared recursive mutex, alone in a named shared-memory object.
+// CRecursiveSemaphore: a process-shared recursive mutex, which fills a named shared-memory object.
 //
 //   | pthread_mutex_t |     /dev/shm/<name>, 24 bytes on the 32-bit platforms
 //
-// Set-up happens under the guard, one semaphore for all names and processes. The kernel releases
-// the guard when its holder dies, so whoever has it knows that no other set-up is under way, and
-// that an unfinished object was left by a process that died. The sticky bit, which nobody sets by
-// hand on such an object, marks it as unfinished from before it has its size until its mutex is
-// initialised:
+// An object is set up under the guard, one semaphore for all names and processes. The kernel
+// releases the guard when its holder dies. So the holder knows that no other set-up is running, and
+// that an unfinished object was left by a process that died. The sticky bit marks an object as
+// unfinished from before it gets its size until its mutex is initialised. Nobody else sets that bit
+// on such an object.
 //
-//   another user's, or no regular file   refuse, before anything else
-//   size 0, or marked                    take over as new
-//   any other wrong size                 not ours: refuse
-//   otherwise                            holds a mutex, free or held: use
+//   another user's, or no regular file   fail, before anything else
+//   size 0, or marked                    set up as new
+//   any other wrong size                 not ours: fail
+//   otherwise                            use: it holds a mutex, free or held
 //
-// A set-up that fails on a new object removes it, so that the next one begins afresh. Nothing waits
-// under the guard: what there is to log is logged after it.
+// A set-up that fails on a new object removes it, so that the next set-up starts from the
+// beginning. Nothing waits while it holds the guard: messages are logged after the guard is
+// released.
 //
 // Tested by locks_test.cc and, under load, by load/storm.cc.
 
@@ -41,19 +42,17 @@ static_assert(sizeof(void*) != 4 || REGION_SIZE == 24, "the objects are shared b
 const mode_t MODE = 0600;
 const mode_t UNFINISHED = S_ISVTX;
 
-// How often a guard may be removed under a process that is on its way to it. Each time but the last
-// it begins again.
+// How often takeGuard() tries while other processes remove the guard.
 const int ATTEMPTS = 100;
 
 const char UNOPENED[] = "recursive-semaphore: unable to open shared memory - errno=%s";
 const char UNSIZED[] = "recursive-semaphore: unable to ftruncate shared memory - errno=%s";
 const char UNMAPPED[] = "recursive-semaphore: mmap failed - errno=%s";
 
-// What a set-up has to log: a failure with its error number, a success (0) with the lock's name, or
-// nothing (null).
+// What a set-up logs: a failure with its error number, or a success with the lock's name.
 struct Message {
-    const char* text;
-    int error;
+    const char* text;  // null: nothing to log
+    int error;         // 0: success
 };
 
 void log(const Message& message, const char* name) {
@@ -75,8 +74,9 @@ int openOrCreate(const char* name) {
     return fd != -1 ? fd : shm_open(name, O_RDWR | O_CREAT, MODE);
 }
 
-// Gives an object its size and the memory for it: with the size alone, the first use of the
-// mapping would end the process if the file system is full. Returns 0 or an error number.
+// Gives an object its size and reserves the memory for it. Without the memory, the first access to
+// the mapping would kill the process (SIGBUS) if the file system is full. Returns 0 or an error
+// number.
 int reserve(int fd) {
     if (fchmod(fd, MODE | UNFINISHED) != 0) return errno;
     if (ftruncate(fd, static_cast<off_t>(REGION_SIZE)) != 0) return errno;
@@ -124,7 +124,8 @@ typedef CRecursiveSemaphore Lock;
 Lock::private_impl::private_impl()
     : region(MAP_FAILED), mutex(nullptr), guard(SEM_PATHNAME, SEM_PROJ_ID) {}
 
-// A thread may be cancelled in syslog(3): then the object, complete by then, is destroyed.
+// Cancellation is off while the guard is held. A thread may be cancelled later, in syslog(3), which
+// destroys the object. The object is complete by then.
 Lock::private_impl::private_impl(const std::string& name) : private_impl() {
     if (!takeGuard()) return;
     int cancellation = PTHREAD_CANCEL_ENABLE;
@@ -163,7 +164,7 @@ Message Lock::private_impl::setUp(const char* name) {
     if (object.fd == -1) return {UNOPENED, errno};
     struct stat status;
     if (fstat(object.fd, &status) != 0) return {UNMAPPED, errno};
-    // Whoever owns the memory of a mutex can have the daemon that uses it write where he likes.
+    // The owner of a mutex's memory could make a daemon that uses it write anywhere.
     if (!S_ISREG(status.st_mode) || status.st_uid != geteuid()) return {UNOPENED, EPERM};
     const bool isNew = status.st_size == 0 || (status.st_mode & UNFINISHED) != 0;
     if (!isNew && status.st_size != static_cast<off_t>(REGION_SIZE)) return {UNMAPPED, EINVAL};

@@ -6,18 +6,19 @@
 //   lock()     -1, waits while the value is 0
 //   unlock()   +1
 //
-// The first +1 is permanent. The others carry SEM_UNDO, which comes to 0 over a pair, so that the
-// kernel releases what a process holds when it ends. init() removes a set only if its first +1
-// failed: nobody could ever take that lock.
+// The initial +1 is permanent. Later changes use SEM_UNDO and cancel out over lock and unlock, so
+// the kernel releases what a process holds when it ends. init() removes a set only if its initial
+// +1 failed, because nobody could ever take that lock.
 //
-// The guard of named locks is a CSemaphore that is removed, too, if its maker died before the first
-// +1. A maker may just be slow, so its +1 and the first lock can come at any moment of the removal:
+// The guard of named locks is a CSemaphore that is also removed if its maker died before the
+// initial +1. The maker may only be slow, so the initial +1 and the first lock can come at any
+// moment of the removal:
 //
-//   remover   marks the set, looks at it again, removes it if it is still unused
-//   locker    takes the lock, then looks for the mark; finds it: removes the set, begins again
+//   remover   marks the set, checks it again, and removes it if it is still unused
+//   locker    takes the lock, then checks for the mark; if marked, removes the set and starts again
 //
-// The mark stays until the set is gone. Whoever holds the guard found no mark after taking it, so
-// each remover finds the set used and leaves it.
+// The mark stays until the set is removed. A holder of the guard found no mark after taking the
+// lock, so a remover that marks the set later finds it used and leaves it alone.
 //
 // Tested by locks_test.cc.
 
@@ -39,11 +40,12 @@ namespace {
 const int MODE = 0600;
 const int MARK = 0100;  // a permission bit that the kernel keeps, and ignores, for semaphores
 
-// How often init() looks again for a set that others remove at that moment.
+// How often init() tries to create or open a set that others remove at the same time.
 const int ATTEMPTS = 100;
 
-// A maker needs microseconds to make its set free. One that takes five seconds has died. They are
-// counted in pauses: the wall clock can be set, and a stopped process loses no patience.
+// A maker takes microseconds to make its set free. After five seconds it is taken for dead. The
+// time is counted in pauses, because the wall clock can be set, and because the time for which this
+// process is stopped does not count.
 const int PATIENCE = 500;  // pauses
 const struct timespec PAUSE = {0, 10 * 1000 * 1000};
 
@@ -55,7 +57,7 @@ int change(int semId, short by, short flags) {
     return semop(semId, &operation, 1);
 }
 
-// Signals do not shorten it.
+// Sleeps for the whole pause, also if signals arrive.
 void pauseOnce() {
     struct timespec left = PAUSE;
     while (nanosleep(&left, &left) == -1 && errno == EINTR) {
@@ -95,8 +97,9 @@ int CSemaphore::report(const Failure& failure) const {
 CSemaphore::Failure CSemaphore::tryInit() {
     key = ftok(pathname.c_str(), projectID);
     if (key == -1) return {"CSemaphore::init() - ftok failed (errno=%i) for file %s", errno};
-    // Only the one that creates the set may make it free: the value of another's is its state. So
-    // the second call must not create, and a set that vanishes between the two needs another try.
+    // Only the creator of a set may make it free, because the value of an existing set says whether
+    // it is held. So the second call must not create one, and if the set is removed between the two
+    // calls, both are repeated.
     bool created = false;
     for (int attempt = 0; attempt < ATTEMPTS; ++attempt) {
         semId = semget(key, 1, IPC_CREAT | IPC_EXCL | MODE);

@@ -2,18 +2,18 @@
 //
 // The FIFO receivers of a StatusInterface.
 //
-// An entry joins fifoEntries (newest first, owned there) only when its node, descriptor and
-// buffered event all exist. The descriptor is open for writing too, so the FIFO never reports end
-// of file when its writers leave.
+// An entry joins fifoEntries (newest first; the list owns it) only when its node, descriptor and
+// bufferevent all exist. The descriptor is open for writing too, so the FIFO never reports end of
+// file when its writers close it.
 //
-// The node at an entry's path may be somebody else's by the time it is removed: another receiver
-// was set up under its name, or another instance of the daemon has started. The open descriptor
-// says which node the entry made.
+// When an entry is removed, the node at its path may belong to another receiver that was set up
+// under the same name, or to another instance of the daemon. The open descriptor identifies the
+// node that the entry made.
 //
-// An observer may remove the very receiver that serves it, and may throw. The buffered event must
-// live until STATUS_FIFO_READ_EVENT is done with it: a Service on that function's stack notes the
-// removal and then frees the buffered event. No exception reaches libevent, which would take its
-// loop for running ever after.
+// An observer may remove its own receiver during the callback, and may throw. The bufferevent must
+// live until STATUS_FIFO_READ_EVENT returns: a Service on that function's stack records the removal
+// and frees the bufferevent when the callback returns. No exception reaches libevent, because
+// libevent would then consider its loop to be running for ever.
 //
 // Tested by status_test.cc.
 
@@ -32,7 +32,7 @@
 
 namespace {
 
-// libevent would dereference a missing default base.
+// Without a default event base, libevent would dereference a null pointer.
 bool haveEventBase() {
     struct event probe;
     memset(&probe, 0, sizeof probe);
@@ -42,7 +42,7 @@ bool haveEventBase() {
     return have;
 }
 
-// A call of STATUS_FIFO_READ_EVENT under way. Calls nest when an observer runs the loop itself.
+// A running call of STATUS_FIFO_READ_EVENT. Calls nest if an observer runs the loop itself.
 class Service {
   public:
     explicit Service(struct bufferevent* receiver)
@@ -64,7 +64,7 @@ class Service {
         return false;
     }
 
-    // From here on the services of the receiver deliver nothing, and the last one frees it.
+    // After this call the services of the receiver deliver nothing, and the last one frees it.
     static void remove(struct bufferevent* receiver) {
         bufferevent_disable(receiver, EV_READ | EV_WRITE);
         for (Service* service = innermost_; service != nullptr; service = service->outer_)
@@ -72,7 +72,7 @@ class Service {
     }
 
   private:
-    static Service* innermost_;  // all on the thread that runs the loop
+    static Service* innermost_;  // only the thread that runs the loop uses it
 
     struct bufferevent* const receiver_;
     bool removed_;
@@ -103,7 +103,7 @@ bool isOwnFifo(const struct stat& status) {
     return S_ISFIFO(status.st_mode) && status.st_uid == geteuid();
 }
 
-// Makes a FIFO at the path and opens it, or returns -1. Someone else may replace the node before
+// Makes a FIFO at the path and opens it, or returns -1. Another user may replace the node before
 // each of the steps.
 int makeFifo(const char* path) {
     struct stat made;
@@ -128,8 +128,8 @@ void logException(const char* what) {
     syslog(LOG_ERR, "A FIFO observer threw an exception: %s!", what);
 }
 
-// The end of a thread travels as an exception, too, and must not be stopped. That exception has no
-// object, so the sanitizer must not look at the reference.
+// A thread's cancellation is also an exception (abi::__forced_unwind) and must be passed on. It has
+// no object, so the sanitizer must not check the reference.
 __attribute__((no_sanitize("undefined"))) void deliver(StatusFifoObserver* observer,
                                                        struct bufferevent* receiver, char* data,
                                                        size_t n) {

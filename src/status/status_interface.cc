@@ -3,10 +3,9 @@
 // A daemon's status directory with its value files and links. Its FIFO receivers are in
 // fifo_receiver.cc.
 //
-// Other users may have put anything at a name: a FIFO, whose opening waits for its other side, a
-// device, or a link to one. A look at the name decides how it is opened. Because something else may
-// have taken the name by then, the opening itself must not wait, and a look at the descriptor
-// decides what happens to it.
+// Other users may have placed anything at a name: a FIFO, whose open(2) waits for the other side, a
+// device, or a link to either. stat(2) decides how the name is opened. Something else may be at the
+// name by then, so open(2) must not wait, and fstat(2) decides how the descriptor is used.
 //
 // Tested by status_test.cc.
 
@@ -27,20 +26,20 @@
 
 namespace {
 
-// By the value of BasePath.
+// Indexed by BasePath.
 const char* const BASE_DIRECTORIES[] = {"/tmp/status", "/nvstatus", "/proc"};
 
 bool isBase(int value) {
     return value >= STATUS_BASE_TMP && value <= STATUS_BASE_PROC;
 }
 
-// Always false.
+// Logs why a directory could not be made, and returns false.
 bool refused(const String& directory, int error) {
     syslog(LOG_ERR, "Could not create directory %s. Errno:%d!", directory.buffer(), error);
     return false;
 }
 
-// Makes every directory of the path. `made` holds the path as far as it was walked.
+// Makes every directory of the path. `made` becomes the part of the path that was processed.
 bool makeDirectories(const char* path, String& made) {
     for (;;) {
         path += strspn(path, "/");
@@ -50,14 +49,14 @@ bool makeDirectories(const char* path, String& made) {
         if (mkdir(made.buffer(), 0777) != 0 && errno != EEXIST) return refused(made, errno);
         path += n;
     }
-    // A plain file and a link that leads nowhere exist for mkdir, too. A directory in which this
-    // user may not look can still be the right one.
+    // mkdir also fails with EEXIST for a regular file or a dangling link. A directory that this
+    // user may not access can still be the right one.
     struct stat status;
     if (stat(made.buffer(), &status) == 0) return S_ISDIR(status.st_mode) || refused(made, ENOTDIR);
     return (errno != ENOENT && errno != ENOTDIR) || refused(made, errno);
 }
 
-// Opening a device can act on it and reading one may never end, so only a regular file is opened.
+// Opens only a regular file: opening a device can have effects, and reading one may never end.
 int openToRead(const char* path, struct stat* status) {
     if (stat(path, status) != 0 || !S_ISREG(status->st_mode)) return -1;
     const int fd = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
@@ -66,14 +65,14 @@ int openToRead(const char* path, struct stat* status) {
     return -1;
 }
 
-// A text that is appended to in linear time: String itself grows by a fixed step.
+// A text that takes linear time to append to. String itself grows by a fixed step.
 class GrowingText {
   public:
     explicit GrowingText(long room) : room_(room) {
         if (room > 0) text_ = String("", room);
     }
 
-    // Without memory for the double, what is needed may still be had.
+    // If there is no memory for twice the length, there may be enough for the length itself.
     bool append(const char* p, size_t n) {
         const long long length = text_.length() + static_cast<long long>(n);
         if (length > room_) {
@@ -83,7 +82,7 @@ class GrowingText {
         return appendAll(text_, p, n);
     }
 
-    // In a buffer of the usual size, if there is memory for one.
+    // Returns the text in a buffer of the usual size, if there is memory for one.
     String text() const {
         String fitted(text_);
         if (room_ != text_.length()) moveAll(fitted, 0);
@@ -95,13 +94,13 @@ class GrowingText {
     long room_;
 };
 
-// Files in /proc claim to be empty and a sparse file can claim anything: how much of the claim is
-// believed.
+// The room for a file's content before it is read, at most. Files in /proc claim a size of 0, and a
+// sparse file can claim any size.
 const long MOST_ROOM = 64 * 1024;
 
-// Reads a file to its end in pieces of at most 99 bytes, each up to its first NUL. False, with what
-// was read so far, when that fails, or when the file has more bytes than a text may have: one that
-// grows as fast as it is read would keep the caller for ever.
+// Reads a file to its end in pieces of at most 99 bytes, each up to its first NUL. If that fails,
+// or if the file has more bytes than a text may have, returns false with what was read so far. The
+// limit also ends the reading of a file that grows as fast as it is read.
 bool readContent(int fd, long long claimedSize, String& value) {
     if (claimedSize > INT32_MAX) return false;
     GrowingText content(static_cast<long>(std::min<long long>(claimedSize, MOST_ROOM)));
@@ -123,8 +122,8 @@ bool isDevice(const struct stat& status) {
     return S_ISCHR(status.st_mode) || S_ISBLK(status.st_mode);
 }
 
-// Opens a node without O_NONBLOCK. By its path, the call would wait for a FIFO that has taken the
-// node's place; by a descriptor of the node it cannot.
+// Opens a node without O_NONBLOCK. open(2) by path would wait if a FIFO has replaced the node.
+// Opening the checked node by its descriptor cannot.
 int openNodeToWrite(const char* path) {
     const int flags = O_WRONLY | O_TRUNC | O_CLOEXEC;
     const int node = open(path, O_PATH | O_CLOEXEC);
@@ -143,9 +142,9 @@ int openNodeToWrite(const char* path) {
     return fd;
 }
 
-// Opening a FIFO that nobody reads fails here. O_NONBLOCK matters to two other kinds: a driver may
-// behave differently with it, and with it the opening fails for a file that another process has a
-// lease on (fcntl(2)).
+// Opening a FIFO without readers fails. O_NONBLOCK changes two other cases: a driver may behave
+// differently with it, and it makes open(2) fail for a file on which another process has a lease
+// (fcntl(2)).
 int openToWrite(const char* path) {
     struct stat status;
     if (stat(path, &status) == 0 && isDevice(status)) return openNodeToWrite(path);
@@ -153,8 +152,8 @@ int openToWrite(const char* path) {
     return fd < 0 && errno == EWOULDBLOCK ? openNodeToWrite(path) : fd;
 }
 
-// write(2) into a FIFO without the SIGPIPE that comes when its last reader has left. A SIGPIPE that
-// waits already is the caller's and stays.
+// As write(2) into a FIFO, but without a SIGPIPE if its last reader has closed it. A SIGPIPE that
+// was already pending is the caller's and stays pending.
 ssize_t writeWithoutSignal(int fd, const char* p, size_t n) {
     sigset_t brokenPipe, mask, before, after;
     sigemptyset(&brokenPipe);
@@ -178,7 +177,7 @@ ssize_t writeWithoutSignal(int fd, const char* p, size_t n) {
     return written;
 }
 
-// Where that cannot be found out, it may be one.
+// If fstat(2) fails, assume that it is a FIFO.
 bool isFifo(int fd) {
     struct stat status;
     return fstat(fd, &status) != 0 || S_ISFIFO(status.st_mode);
