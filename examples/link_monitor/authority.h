@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Tells authentic texts: those that come with their HMAC-SHA1 (RFC 2104) under the daemon's key,
-// in 40 lower-case hexadecimal digits. A text seen once can be sent again by anyone.
+// Checks whether a text is authentic: whether it comes with its HMAC-SHA1 (RFC 2104) under the
+// daemon's key, in 40 lower-case hexadecimal digits. Anyone who has seen a text can send it again.
 
 #ifndef LINK_MONITOR_AUTHORITY_H
 #define LINK_MONITOR_AUTHORITY_H

@@ -9,7 +9,7 @@
 
 namespace {
 
-// A command line is the program's path, alone or before a space.
+// Whether the command line is the program's path, alone or followed by a space.
 bool runs(const ProcessEntry& process, const char* program) {
     const size_t n = strlen(program);
     const char* const name = process.getName();

@@ -5,7 +5,7 @@
 #ifndef LINK_MONITOR_COPIES_H
 #define LINK_MONITOR_COPIES_H
 
-// How many processes other than this one were started by the same program path.
+// Returns how many other processes were started with the same program path.
 int countOtherCopies(const char* program);
 
 // Whether process `pid` is another running copy.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// One watched link: its interface, its address, and whether its target answers. What is found is
-// published in a directory of the link's own.
+// One watched link: its interface, its address, and whether its target answers. The link publishes
+// them in its own directory.
 
 #ifndef LINK_MONITOR_LINK_H
 #define LINK_MONITOR_LINK_H

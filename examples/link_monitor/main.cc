@@ -2,8 +2,8 @@
 //
 // link-monitor [CONFIGURATION]: an example of a daemon on libvelutils++.
 //
-// Watches links and publishes what it finds in /tmp/status/link-monitor. The configuration daemon
-// is the stand-in; CONFIGD_STORE names the file of its values.
+// Watches links and publishes their state in /tmp/status/link-monitor. A stand-in takes the place
+// of the configuration daemon. CONFIGD_STORE is the file of its values.
 
 #include <event.h>
 #include <signal.h>
@@ -11,7 +11,7 @@
 #include <stdlib.h>
 #include <syslog.h>
 
-// The program uses the configuration daemon: link its client library whatever form it has.
+// The program uses the configuration daemon, so it links the daemon's client library in any form.
 #include <velutils++/use_configd.h>
 
 #include "configd/configd.h"
@@ -24,7 +24,7 @@ void onSignal(int, short, void* monitor) {
     static_cast<Monitor*>(monitor)->stop();
 }
 
-// A signal that ends the loop as a command does.
+// Stops the daemon on a signal, as the stop command does.
 class StopSignal {
   public:
     StopSignal(int number, Monitor& monitor) {

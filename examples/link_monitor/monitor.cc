@@ -15,7 +15,7 @@ namespace {
 
 const long LONGEST_COMMAND = 1000;
 
-// Commands come from anyone: what is shown of them must not steer a terminal.
+// Anyone can send commands, so what is shown of them must not control a terminal.
 String printable(const String& text) {
     String shown;
     for (const char ch : text) shown += ch < ' ' || ch > '~' ? '?' : ch;
@@ -57,7 +57,7 @@ bool Monitor::start() {
     return openLinks();
 }
 
-// Another copy on this status directory would lose its FIFO to us.
+// Starting would take the FIFO away from another copy with this status directory.
 bool Monitor::isRunningAlready() {
     const int others = countOtherCopies(program_);
     if (others > 0) printf("link-monitor: other copies running: %d\n", others);
@@ -145,7 +145,7 @@ void Monitor::publishEvent(const EventCatalogueEntry& event) {
     if (counters_.increment("/events") == 0) complain("not counted for all", event.name);
 }
 
-// NAME VALUE CODE, where the code proves that "NAME VALUE" comes from a holder of the key.
+// The arguments are NAME VALUE CODE. The code proves that the sender of "NAME VALUE" has the key.
 void Monitor::handleSet(const String& arguments) {
     const long beforeValue = arguments.indexOf(' ');
     const long beforeCode = arguments.lastIndexOf(' ');

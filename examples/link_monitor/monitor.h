@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The daemon: its status directory, its commands, its links, its life.
+// The daemon: its status directory, its commands and its links, from start to stop.
 
 #ifndef LINK_MONITOR_MONITOR_H
 #define LINK_MONITOR_MONITOR_H
@@ -21,11 +21,11 @@
 
 class Monitor : private LineReceiver, private LinkObserver {
   public:
-    // `program` is the path that copies of the daemon are started by. Needs libevent's default
-    // event base.
+    // `program` is the path with which copies of the daemon are started. REQUIRES: libevent has its
+    // default event base.
     Monitor(const Settings& settings, const char* program);
 
-    // False, with the reason on standard error, when the daemon cannot start.
+    // Returns false, with the reason on standard error, if the daemon cannot start.
     bool start();
 
     // Runs until a stop command or signal.

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash
-# Waiting for a condition, and a network peer: for scripts that play the router around the example
-# daemon. A script that reads this has a function `fail MESSAGE`, which ends it.
+# Functions for scripts that play the router around the example daemon: waiting for a condition, and
+# a network peer. The script that sources this has a function `fail MESSAGE`, which exits.
 
 # wait_for CONDITION...: waits until the condition holds, at most `patience` seconds (10).
 wait_for() {
@@ -13,12 +13,13 @@ wait_for() {
     fail "never came true: $*"
 }
 
-# start_peer: a process in a network of its own, whose id is then in $peer. The caller kills it.
+# start_peer: starts a process in its own network namespace and sets $peer to its id. The caller
+# kills it.
 start_peer() {
     unshare --net sleep 3600 &
     peer=$!
     wait_for "[ \"\$(readlink /proc/$peer/ns/net)\" != \"\$(readlink /proc/self/ns/net)\" ]"
 }
 
-# at_peer COMMAND...: runs a command in the peer's network.
+# at_peer COMMAND...: runs a command in the peer's network namespace.
 at_peer() { nsenter --target "$peer" --net -- "$@"; }

@@ -15,7 +15,7 @@ void complain(const char* what, const String& value) {
     fprintf(stderr, "link-monitor: %s: %s\n", what, value.buffer());
 }
 
-// getValueAsInt would make a number of any text; this tells a number from a slip of the pen.
+// getValueAsInt would return a number for any text. This reports a text that is not a number.
 long milliseconds(const ConfigReader& file, const char* key, long defaultValue) {
     const String text(file.getValue(key, String::EMPTY()));
     if (text.length() == 0) return defaultValue;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The daemon's settings, from a configuration file; link-monitor.conf shows them all.
+// The daemon's settings, from a configuration file. link-monitor.conf shows all of them.
 
 #ifndef LINK_MONITOR_SETTINGS_H
 #define LINK_MONITOR_SETTINGS_H
@@ -21,13 +21,13 @@ struct LinkSettings {
 };
 
 struct Settings {
-    String name = "link-monitor";  // of the status directory
-    String key;                    // of the authentic commands; empty: all are refused
+    String name = "link-monitor";  // name of the status directory
+    String key;                    // key of authentic commands; if empty, all are refused
     long interval = 5000;          // ms between two checks of the links
     std::vector<LinkSettings> links;
 
-    // Takes what the file has and defaults for the rest; complains of values that cannot be used.
-    // False when the file cannot be read.
+    // Reads the settings from the file. Missing ones keep their defaults, and unusable ones are
+    // reported. Returns false if the file cannot be read.
     bool load(const String& path);
 };
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Counters that all copies of the daemon share: status files, changed by one process at a time.
+// Counters that all copies of the daemon share: status files that one process at a time changes.
 
 #ifndef LINK_MONITOR_SHARED_COUNTERS_H
 #define LINK_MONITOR_SHARED_COUNTERS_H
@@ -15,7 +15,8 @@ class SharedCounters {
 
     bool open();
 
-    // Adds one and returns the new count; 0 when the counter could not be had in good time.
+    // Adds one and returns the new count. Returns 0 if the lock is held for too long, or if the new
+    // count could not be stored.
     unsigned long increment(const String& name);
 
   private:

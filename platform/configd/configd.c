@@ -10,7 +10,7 @@ struct request {
     char unused_before[8];
     char key[256];
     char value[1024];
-    char unused_behind[1288];
+    char unused_after[1288];
 };
 
 struct record {
@@ -33,11 +33,12 @@ void configd_close(void* connection) {
     free(connection);
 }
 
-/* Reads records until the key's is found, and leaves the file before it, or at its end. */
+/* Reads records up to the one of the key and seeks to its start, or to the end of the file if there
+ * is none. Returns 1, 0, or -1 if seeking fails. */
 static int find(FILE* store, const char* key, struct record* record) {
     long start = 0;
     while (fread(record, sizeof *record, 1, store) == 1) {
-        if (strcmp(record->key, key) == 0) return fseek(store, start, SEEK_SET) == 0;
+        if (strcmp(record->key, key) == 0) return fseek(store, start, SEEK_SET) == 0 ? 1 : -1;
         start += (long)sizeof *record;
     }
     return fseek(store, start, SEEK_SET) == 0 ? 0 : -1;

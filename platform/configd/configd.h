@@ -16,12 +16,12 @@ int configd_get(void* connection, void* request);
 int configd_set(void* connection, void* request);
 void configd_close(void* connection);
 
-/* The file that connections opened from now on work on, and whether everything is refused. The
- * text is not copied. Without a file there is no connection. */
+/* The file that later configd_open() calls use, or null, and whether every call fails. The path is
+ * not copied. Without a file configd_open() returns null. */
 extern const char* configd_store;
 extern int configd_refuse;
 
-/* Called, when set, with the block of every get and set before it is served. */
+/* If set, called with the request block of every get and set before it is processed. */
 extern void (*configd_observer)(const void* request);
 
 #ifdef __cplusplus
