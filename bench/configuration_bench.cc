@@ -23,7 +23,7 @@ std::string keyOf(long i) {
     return "link" + std::to_string(i) + ".address";
 }
 
-// The file, with the group line that GKeyFile demands or without.
+// Writes the file and returns its path. GKeyFile requires the group line.
 std::string fileOf(long lines, bool withGroup) {
     const std::string path = "/tmp/" + std::to_string(lines) + (withGroup ? ".grouped" : ".config");
     FILE* const file = fopen(path.c_str(), "we");

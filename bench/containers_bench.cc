@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Lookups in tables that were made for as many entries as they have. Keys come in random order;
-// one round looks every key up once.
+// Lookups in tables that were made for the number of entries that they have. Keys are in random
+// order. One round looks up each key once.
 
 #include "side_by_side.h"
 
@@ -35,7 +35,7 @@ std::vector<uint32_t> integers(size_t n) {
     return all;
 }
 
-// What each table is to a lookup: fill() in its constructor, find() the value or null.
+// The tables with a common interface: the constructor fills, find() returns the value or null.
 
 class OurTexts {
   public:
@@ -119,7 +119,7 @@ Body lookUp(const std::vector<Key>& stored, std::vector<Key> wanted) {
     });
 }
 
-// One lookup, going on through the keys.
+// One lookup per round, of the next key each time.
 template <class Table, class Key>
 Body lookUpOne(const std::vector<Key>& keys) {
     return repeat([table = std::make_shared<Table>(keys), keys, i = size_t{0}]() mutable {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Numbers of all lengths, as they come; one round is 64 of them.
+// 64 random numbers of all lengths a round.
 
 #include "side_by_side.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The peers run their scalar code: run-bench sets NETTLE_FAT_OVERRIDE so that nettle leaves the
-// processor's SHA instructions alone; OpenSSL has no other code for MD5.
+// The peers run their scalar code. run-bench sets NETTLE_FAT_OVERRIDE, so that nettle does not use
+// the processor's SHA instructions. OpenSSL has only scalar code for MD5.
 
 #define OPENSSL_SUPPRESS_DEPRECATED
 

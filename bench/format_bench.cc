@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Four formats as daemons use them. String::format's rendering is the platform's own vsnprintf,
-// so it can at best cost one call of it less than measuring and rendering do with std::string.
+// Four formats as daemons use them. String::format renders them in one pass of the library's
+// formatter. With std::string, measuring and rendering take two calls of snprintf.
 
 #include "side_by_side.h"
 

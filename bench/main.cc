@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Each workload of the library beside what a user would pick instead. ./run-bench runs it in a
-// sandbox of its own and makes tables of its results.
+// Measures each workload of the library and what a user would use instead. ./run-bench runs this
+// program in a sandbox and makes tables of the results.
 
 #include "side_by_side.h"
 

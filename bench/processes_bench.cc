@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The process table in the sandbox's own /proc, with a given number of sleeping processes.
+// The process table in the sandbox's /proc, with a given number of sleeping processes.
 
 #include "side_by_side.h"
 
@@ -17,7 +17,7 @@
 
 namespace {
 
-// Children that sleep until they are ended.
+// Child processes that sleep until they are killed.
 class Crowd {
   public:
     ~Crowd() { resize(0); }
@@ -51,7 +51,7 @@ Body refresh(long processes, bool keep) {
     };
 }
 
-// With keep, all processes being new.
+// With keep, and all processes new.
 Body refreshFromNothing(long processes) {
     return [processes](benchmark::State& state) {
         crowd.resize(static_cast<size_t>(processes));
@@ -63,7 +63,7 @@ Body refreshFromNothing(long processes) {
     };
 }
 
-// The same: ids and command lines of all processes.
+// The same information by libproc2: ids and command lines of all processes.
 void reap(benchmark::State& state) {
     crowd.resize(100);
     enum pids_item items[] = {PIDS_ID_TGID, PIDS_CMDLINE};

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// How workloads are registered. A benchmark's name carries all that bench/tables needs:
+// Functions that register workloads. The name of a benchmark has all that bench/tables needs:
 //
 //     copy and destroy, 20 chars | String
 //     copy and destroy, 20 chars | std::string | 0.15      the peer, and the ratio aimed at
@@ -19,7 +19,7 @@
 
 typedef std::function<void(benchmark::State&)> Body;
 
-// What a benchmark does again and again, as a Body.
+// Makes a Body of an operation, which a benchmark repeats.
 template <class Operation>
 Body repeat(Operation operation) {
     return [operation](benchmark::State& state) {
@@ -49,7 +49,8 @@ inline void sideBySide(const std::string& workload, const char* ours, const Body
         registerRuns(workload + " | " + peer.name + " | " + peer.aim, peer.body);
 }
 
-// The same operation on inputs of n, 10 n and 100 n. `growth` says what the behaviour demands.
+// Registers an operation on inputs of n, 10 n and 100 n. `growth` is the growth that the library's
+// documented behaviour implies.
 inline void scaling(const char* operation, const char* growth, long n,
                     const std::function<Body(long n)>& bodyFor) {
     for (long size = n; size <= 100 * n; size *= 10) {
@@ -59,7 +60,7 @@ inline void scaling(const char* operation, const char* growth, long n,
     }
 }
 
-// Keeps the optimiser from knowing a value.
+// Hides a value from the optimiser.
 template <class Value>
 Value hidden(Value value) {
     asm volatile("" : "+r"(value));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Uses a String, or a std::string when it is built without the library, and ends.
+// Uses a String, or a std::string if built without the library, and exits.
 
 #ifdef WITHOUT_LIBRARY
 #include <string>

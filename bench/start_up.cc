@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// start_up ROUNDS PROGRAM...: starts the programs in turn, waits for their ends and prints the
-// median time of each, in microseconds, with the factor to the first.
+// start_up ROUNDS PROGRAM...: runs the programs in turn, ROUNDS times, and prints for each the
+// median time from start to exit in microseconds, and its ratio to that of the first.
 
 #include <spawn.h>
 #include <stdio.h>

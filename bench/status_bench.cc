@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Status values beside the bare system calls on the same path, in the sandbox's memory file system.
+// Status values, and the bare system calls on the same path, in the sandbox's memory file system.
 
 #include "side_by_side.h"
 

@@ -77,7 +77,7 @@ Body strcasecmpOfTheSame(size_t n) {
     });
 }
 
-// What is looked for stands at the end; its first letters stand all over the text.
+// The wanted text is at the end. Its first letters occur all over the text.
 Body indexWithoutCase(size_t n) {
     return repeat(
         [text = String((mixedText(n) + "CARRIER LOST").c_str()), wanted = String("carrier lost")] {
@@ -111,7 +111,7 @@ void registerText() {
 
     scaling("String copy and destroy, chars", "constant", 100, copyAndDestroy<String>);
     scaling("String from text, chars", "linear", 100, fromText<String>);
-    // Every 64 characters a new block takes the whole text.
+    // After every 64 characters the text is copied to a new block.
     scaling("String append of 8, chars in all", "quadratic", 800, appendPieces<String>);
     scaling("String toLowerCase and toUpperCase, chars", "linear", 100, lowerAndUpper);
     scaling("String equalsIgnoreCase, chars", "linear", 100, equalWithoutCase);

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# How everything in the project is compiled: warnings, hardening, sanitizers.
+# The compiler options of the whole project: warnings, hardening, sanitizers.
 
 if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE Release CACHE STRING "Release, RelWithDebInfo or Debug" FORCE)
@@ -21,16 +21,16 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 option(VELUTILS_WERROR "Treat warnings as errors, as the presets do" OFF)
 set(VELUTILS_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize=")
 
-# Interface target with what our own sources are compiled with.
+# An interface target with the options of our own sources.
 add_library(velutils_build_options INTERFACE)
 target_compile_definitions(velutils_build_options INTERFACE _GNU_SOURCE)
 target_compile_options(velutils_build_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow
   $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual>
   $<$<BOOL:${VELUTILS_WERROR}>:-Werror>
-  # The same sources give the same bytes wherever they are built.
+  # The same sources produce the same bytes in any build folder.
   -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.
-  # With -Bsymbolic-functions the library's calls to itself cannot be replaced: let them inline.
+  # With -Bsymbolic-functions the library's calls to itself cannot be replaced, so they may be inlined.
   -fno-semantic-interposition
   -fstack-protector-strong)
 target_link_options(velutils_build_options INTERFACE
@@ -44,9 +44,9 @@ endif()
 
 option(VELUTILS_ANALYZE "Compile with GCC's static analyzer" OFF)
 if(VELUTILS_ANALYZE)
-  # GCC 12 knows neither that new throws, nor destructors, nor results returned in place: what it
-  # says about null, leaks and uninitialised values is wrong for C++. The rest must hold: nothing
-  # freed or closed twice or used afterwards, no descriptor or stack area misused.
+  # GCC 12's analyzer knows neither that new throws nor destructors nor return value optimisation, so
+  # its warnings about null, leaks and uninitialised values are wrong for C++. The other warnings stay
+  # errors: double free or close, use after free or close, misuse of descriptors and of the stack.
   target_compile_options(velutils_build_options INTERFACE -fanalyzer
     -Wno-analyzer-possible-null-argument -Wno-analyzer-possible-null-dereference
     -Wno-analyzer-malloc-leak -Wno-analyzer-file-leak -Wno-analyzer-use-of-uninitialized-value)
@@ -57,7 +57,7 @@ if(VELUTILS_SANITIZE)
     -fsanitize=${VELUTILS_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
   target_link_options(velutils_build_options INTERFACE -fsanitize=${VELUTILS_SANITIZE})
 else()
-  # The sanitizers check more than fortified calls do, and the two do not mix.
+  # Not with sanitizers, which check more than fortified calls do and do not work with them.
   target_compile_options(velutils_build_options INTERFACE
     $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
 endif()

@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: MIT
-# What `cmake --install` puts where. The components are those of the Debian packages: "runtime" for
-# what programs need to run, "development" for what it takes to build them.
+# What `cmake --install` installs. The components are those of the Debian packages: "runtime" has what
+# programs need to run, "development" what is needed to build them.
 
-# The library's own file is the key of a lock that all processes of the machine share, so it lies
-# in /usr/lib itself on every machine, not in a folder named after the processor.
+# The key of a lock that all processes of the machine share is made from the library's own file, so it
+# is in /usr/lib itself on every machine, and not in a folder named after the architecture.
 if(CMAKE_INSTALL_PREFIX_INITIALIZED_TO_DEFAULT)
   set(CMAKE_INSTALL_PREFIX /usr CACHE PATH "Where to install" FORCE)
 endif()
@@ -17,17 +17,17 @@ install(TARGETS velutils++ EXPORT velutils++
 install(DIRECTORY include/velutils++ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   COMPONENT development FILES_MATCHING PATTERN "*.h")
 
-# pkg-config and find_package. The former lies where every target's pkg-config looks.
+# pkg-config and find_package. The file of pkg-config is where pkg-config for any target looks.
 configure_file(cmake/velutils++.pc.in velutils++.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/velutils++.pc
   DESTINATION ${CMAKE_INSTALL_DATADIR}/pkgconfig COMPONENT development)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/velutils++)
 
-# velutils++::configd makes a program link the configuration daemon's client library, which the user
-# names beside it. The source makes strong references. A static library that links the target
-# privately passes on its options, but not its sources: the options take the functions out of an
-# archive in that case.
+# velutils++::configd makes a program link the configuration daemon's client library, which its user
+# also links. The source makes strong references. A static library that links this target privately
+# passes on its options but not its sources. The options then make the linker take the functions out of
+# an archive.
 add_library(velutils_configd INTERFACE)
 set_target_properties(velutils_configd PROPERTIES EXPORT_NAME configd)
 target_sources(velutils_configd INTERFACE
@@ -44,10 +44,10 @@ install(EXPORT velutils++ FILE velutils++-config.cmake NAMESPACE velutils++::
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/velutils++-config-version.cmake
   DESTINATION ${package_dir} COMPONENT development)
 
-# For programs that are built for the routers
+# For cross-building programs for the routers
 install(FILES cmake/toolchain-debian.cmake DESTINATION ${package_dir} COMPONENT development)
 
-# Daemons of several users share the status tree, whoever starts first.
+# Daemons of several users share the status tree, so none of them may own it.
 install(FILES packaging/velutils++.conf DESTINATION lib/tmpfiles.d COMPONENT runtime)
 
 # How gdb shows the library's objects. It looks for the file beside the library, and below its own

@@ -29,7 +29,7 @@ class Link {
     // `parent` is the daemon's directory below /tmp/status.
     bool open(const String& parent);
 
-    // Looks at the interface and sends an echo request; the reply is seen in the loop.
+    // Examines the interface and sends an echo request. The event loop receives the reply.
     void check();
 
     void print() const { publication_.print(); }

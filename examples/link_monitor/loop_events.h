@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// What happens in the libevent loop, as calls of member functions.
+// Events of the libevent loop that call member functions.
 
 #ifndef LINK_MONITOR_LOOP_EVENTS_H
 #define LINK_MONITOR_LOOP_EVENTS_H
 
 #include <event.h>
 
-// Calls once each time it is started.
+// Calls a member function once each time it is started.
 template <class Owner, void (Owner::*expire)()>
 class Timer {
   public:
@@ -27,7 +27,8 @@ class Timer {
     struct event event_;
 };
 
-// Calls whenever a descriptor is readable. REQUIRES: the descriptor outlives the watch.
+// Calls a member function whenever a descriptor is readable. REQUIRES: the descriptor outlives the
+// watch.
 template <class Owner, void (Owner::*read)()>
 class Watch {
   public:
@@ -36,7 +37,7 @@ class Watch {
     Watch& operator=(const Watch&) = delete;
     ~Watch() { event_del(&event_); }
 
-    // No effect while it watches already.
+    // Has no effect if it is already started.
     void start(int fd) {
         if (event_pending(&event_, EV_READ, nullptr)) return;
         set(fd);

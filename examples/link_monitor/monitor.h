@@ -49,7 +49,7 @@ class Monitor : private LineReceiver, private LinkObserver {
 
     const Settings settings_;
     const char* const program_;
-    Publication publication_;  // with the FIFO of the commands
+    Publication publication_;  // also has the command FIFO
     const ConfigDaemonClient daemon_;
     const Authority authority_;
     SharedCounters counters_;

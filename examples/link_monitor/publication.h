@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A status directory of the daemon: publishes values and remembers their names.
+// A status directory of the daemon. It publishes values and remembers their names.
 
 #ifndef LINK_MONITOR_PUBLICATION_H
 #define LINK_MONITOR_PUBLICATION_H
@@ -12,7 +12,7 @@
 
 class Publication : public StatusPublisher {
   public:
-    // Publishes the value; complains when it cannot.
+    // Publishes the value. A failure is reported on standard error.
     void set(const String& name, const String& value);
     void set(const String& name, unsigned long value);
 

@@ -35,7 +35,7 @@ LinkSettings readLink(const ConfigReader& file, unsigned long index) {
     link.interface = file.getIndexedValue("link%lu.name", index, "");
     link.kind = file.getIndexedValue("link%lu.kind", index, "wan");
     link.answerTime = milliseconds(file, "answer-time", 1000);
-    // A name would have to be resolved, and the loop would wait for it.
+    // A target must be an address: resolving a name would block the event loop.
     const String target(file.getIndexedValue("link%lu.target", index, ""));
     link.target = IpAddress(target);
     if (target.length() > 0 && link.target.isEmpty()) complain("no address to ping", target);

@@ -15,9 +15,9 @@ bool isName(const String& text);
 
 struct LinkSettings {
     String interface;
-    IpAddress target;  // to ping; empty: none
-    String kind;       // of the events: "wan" stands for wan-up and wan-down
-    long answerTime;   // ms to wait for the answer of the target
+    IpAddress target;  // address to ping, or empty
+    String kind;       // kind of the events: "wan" means wan-up and wan-down
+    long answerTime;   // ms to wait for the target's answer
 };
 
 struct Settings {

@@ -11,7 +11,7 @@ bool SharedCounters::open() {
     return directory_.setup(STATUS_BASE_TMP, "/link-monitors");
 }
 
-// The lock stays held when its holder is killed: never wait for it without an end.
+// The lock stays held if its holder is killed, so the wait for it is limited.
 unsigned long SharedCounters::increment(const String& name) {
     const struct timespec pause = {0, 1000 * 1000};
     for (int attempt = 0; attempt < 50; ++attempt, nanosleep(&pause, nullptr)) {

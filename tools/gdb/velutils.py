@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 #
-# How gdb shows the library's objects: print, info locals, backtrace and every front end.
+# gdb pretty printers for the library's objects: for print, info locals, backtrace and front ends.
 #
 #   (gdb) print name
 #   $1 = "gate 7" (length 6, capacity 7, 2 referers)
@@ -10,15 +10,15 @@
 # gdb loads this file with the library, from its auto-load folder or from the build folder. For a
 # router's program or core file load it by hand, with the path of this file: (gdb) source PATH
 #
-# The program needs debug information; the library may be stripped. An object's own fields come
-# from that information. What they lead to is read as bytes, in the layouts that are part of the
-# binary interface, because a program's debug information need not describe it. GCC describes a
-# class with virtual functions only where these are defined: install the library's debug symbols,
-# or compile the program with -femit-class-debug-always, to see ConfigReader, StatusInterface,
-# ProcessControl and the locks.
+# The program needs debug information; the library may be stripped. An object's own fields are read
+# by that information. What they point to is read as bytes, in the layouts of the binary interface,
+# because the program's debug information may not describe it. GCC describes a class with virtual
+# functions only where these are defined. To see ConfigReader, StatusInterface, ProcessControl and
+# the locks, install the library's debug symbols, or compile the program with
+# -femit-class-debug-always.
 #
-# Objects may be uninitialised or overwritten. Every walk is bounded, and what cannot be true is
-# shown as <an error text>. Nothing here calls a function of the program.
+# Objects may be uninitialised or overwritten. Every walk is bounded, and impossible values are shown
+# as <an error text>. Nothing here calls a function of the program.
 #
 # Tested by tests/debugger.
 
@@ -28,7 +28,7 @@ import os
 import gdb
 import gdb.printing
 
-# No table or list of a router's daemon is longer.
+# More than any table or list of a router's daemon has.
 MOST_ENTRIES = 10000
 MOST_BUCKETS = 1 << 20
 MOST_REFERERS = 1 << 24
@@ -36,7 +36,7 @@ LONGEST_TEXT = 2147483647
 
 
 class Broken(Exception):
-    """What an object holds cannot be true."""
+    """An object has impossible content."""
 
 
 def word_size():
@@ -80,7 +80,7 @@ def read_c_text(address):
     limit = min(gdb.parameter('print elements') or 200, 4096)
     text = b''
     while len(text) <= limit:
-        # Byte by byte: the text may end at the end of readable memory.
+        # Byte by byte, because readable memory may end after the text.
         byte = read_bytes(address + len(text), 1)
         if byte == b'\0':
             break
@@ -181,7 +181,7 @@ class Table:
         entries = 0
         heads = read_bytes(buckets, count * word)
         for bucket in range(count):
-            # Most buckets are empty: these are seen without asking gdb for each.
+            # Most buckets are empty, and are skipped without a read by gdb for each.
             if not any(heads[bucket * word:(bucket + 1) * word]):
                 continue
             chain = []
@@ -389,7 +389,7 @@ class RecursiveSemaphorePrinter(Printer):
         try:
             lock, count, owner = (read_int(mutex + 4 * i) for i in range(3))
         except Broken:
-            # Shared memory is left out of core files unless /proc/PID/coredump_filter has bit 3.
+            # Core files have no shared memory unless /proc/PID/coredump_filter has bit 3.
             return 'its mutex is not in the core file'
         if lock == 0:
             return 'free'
@@ -414,5 +414,5 @@ def build_printers():
     return printers
 
 
-# With the library's file, or with all when gdb was told to read this one.
+# For the library's object file, or for all object files if this file was sourced by hand.
 gdb.printing.register_pretty_printer(gdb.current_objfile(), build_printers(), replace=True)
