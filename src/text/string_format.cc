@@ -46,7 +46,10 @@ int32_t String::renderAt(long at, const char* format, va_list arguments) {
         return n;
     }
 
-    TextRange text = {chars(), static_cast<size_t>(buffer_->capacity_) + 1, false};
+    const size_t size = static_cast<size_t>(buffer_->capacity_) + 1;
+    const uintptr_t fromText =
+        reinterpret_cast<uintptr_t>(format) - reinterpret_cast<uintptr_t>(chars());
+    TextRange text = {chars(), size, fromText < size};  // the format counts as an argument
     n = measureFormatted(format, arguments, &text);
     if (n < 1) return n;
     const long long length = static_cast<long long>(at) + n;
