@@ -6,17 +6,24 @@
 #include <velutils++/conversions.h>
 #include <velutils++/digests.h>
 #include <velutils++/echo_client.h>
+#include <velutils++/echo_probe.h>
 #include <velutils++/hash_tables.h>
 #include <velutils++/interface_control.h>
 #include <velutils++/ip_address.h>
+#include <velutils++/line_receiver.h>
 #include <velutils++/locks.h>
 #include <velutils++/process_table.h>
+#include <velutils++/scoped_lock.h>
 #include <velutils++/status.h>
+#include <velutils++/status_publisher.h>
+#include <velutils++/std_interop.h>
 #include <velutils++/text.h>
 
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>
+
+#include <sstream>
 
 namespace {
 
@@ -34,6 +41,12 @@ class Loud : public IpInterfaceStatus {
     bool haveNetworkConnectivity() override {
         return !IpInterfaceStatus::haveNetworkConnectivity();
     }
+};
+
+class LastLine : public LineReceiver {
+  public:
+    void handleLine(const String& line) override { last = line; }
+    String last;
 };
 
 }  // namespace
@@ -56,9 +69,24 @@ int main() {
     PingClient ping;
     expect(ping.checkPingResponse() == 3, "PingClient");
 
+    EchoProbe probe;
+    expect(probe.poll() == EchoProbe::FAILED, "EchoProbe");
+
     StatusInterface status;
     expect(status.setup(STATUS_BASE_TMP, "/consumer") && status.setStatus("/a.conf", "on = On\n"),
            "StatusInterface");
+    StatusPublisher publisher;
+    String published;
+    expect(publisher.setup(STATUS_BASE_TMP, "/consumer") && publisher.publish("/b", "whole") &&
+               status.getStatus("/b", published) && published == "whole",
+           "StatusPublisher");
+    LastLine lines;
+    char bytes[] = "first\nlast\nunfinished";
+    lines.handleFifoData(nullptr, bytes, strlen(bytes));
+    expect(lines.last == "last", "LineReceiver");
+    std::ostringstream stream;
+    stream << lines.last << ' ' << IpAddress(0x0A010203, 0xFF000000);
+    expect(stream.str() == "last 10.1.2.3/8", "std_interop");
     ConfigReader reader;
     expect(
         reader.initialize("/tmp/status/consumer/a.conf", 4) && reader.getValueAsInt("on", 7) == 1,
@@ -78,6 +106,7 @@ int main() {
     CRecursiveSemaphore lock("consumer");
     expect(lock.lock() == 0 && lock.trylock() == 0 && lock.unlock() == 0 && lock.unlock() == 0,
            "CRecursiveSemaphore");
+    expect(ScopedLock<CRecursiveSemaphore>(lock, TRY_LOCK).held(), "ScopedLock");
 
     if (failures == 0) puts("consumer: all as promised");
     return failures == 0 ? 0 : 1;
