@@ -19,6 +19,7 @@
 #
 # Objects may be uninitialised or overwritten. Every walk is bounded, and impossible values are shown
 # as <an error text>. Nothing here calls a function of the program.
+# Needs gdb 12 or later.
 #
 # Tested by tests/debugger.
 
