@@ -1,8 +1,7 @@
 # SPDX-License-Identifier: MIT
 # Builds for another processor with Debian's cross compilers. VELUTILS_ARCHITECTURE is Debian's name
-# of it: armhf, the 32-bit ARM of the routers, arm64, mipsel or s390x. VELUTILS_SYSROOT is the folder
-# with the target's packages, libevent above all, which tools/sysroot fills. Programs run under
-# qemu-user.
+# of the target: armhf (the 32-bit ARM of the routers), arm64, mipsel or s390x. VELUTILS_SYSROOT is the
+# folder with the target's libevent, which tools/sysroot fills. Programs run under qemu-user.
 
 set(VELUTILS_ARCHITECTURE armhf CACHE STRING "The processor, as Debian names it")
 set(VELUTILS_SYSROOT "" CACHE PATH "Where the target's packages are unpacked")

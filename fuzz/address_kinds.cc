@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The kinds of any address under every prefix, by ranges and division where the library tests bits.
+// The kinds of any address with every prefix length. The model uses ranges and division, while the
+// library tests bits.
 
 #include <velutils++/ip_address.h>
 
@@ -14,7 +15,7 @@ uint32_t maskOf(uint32_t prefix) {
     return prefix == 0 ? 0 : ALL_ONES << (32 - prefix);
 }
 
-// The kinds that hold, one word for each predicate.
+// Returns a word for each predicate that is true.
 std::string kinds(const IpAddress& ip) {
     static const struct {
         const char* name;
@@ -42,7 +43,7 @@ std::string expectedKinds(uint64_t address, uint32_t prefix) {
     if (unicast && prefix == 32) role = "host ";
     if (address == 0 && prefix == 0) role = "default net ";
     if (address == end - 1) role = "limited ";
-    // All network bits set is the last network of its size.
+    // If all network bits are set, it is the last network of its size.
     if (unicast && prefix >= 2 && prefix <= 30 && first != 0 && first + size != end) {
         const uint64_t host = address - first;
         role = host == 0 ? "net " : host == size - 1 ? "directed " : "interface ";

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Address and mask texts against inet_pton and strtoul; what was read is printed and read again.
+// Address and mask texts against inet_pton and strtoul. Each value that was read is printed and
+// read again.
 
 #include <velutils++/ip_address.h>
 
@@ -14,7 +15,7 @@ String make(const std::string& text) {
     return String().concat(text.data(), static_cast<long>(text.size()));
 }
 
-// False for what is no dotted address. inet_pton is as strict, but stops at a NUL.
+// Returns false if the text is not a dotted address. inet_pton is as strict, but stops at a NUL.
 bool readDotted(const std::string& text, unsigned long* word) {
     struct in_addr address;
     if (text.find('\0') != std::string::npos || inet_pton(AF_INET, text.c_str(), &address) != 1)

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A configuration file of any bytes: the reader keeps the same entries as a plain second one.
+// A configuration file of any bytes: ConfigReader has the same entries as a simple second reader.
 
 #include <velutils++/configuration.h>
 #include <velutils++/hash_tables.h>
@@ -43,7 +43,7 @@ std::map<std::string, std::string> entriesOf(const std::string& bytes) {
     return entries;
 }
 
-// The reader's only field stands behind its virtual table.
+// The reader's only field follows its virtual table pointer.
 unsigned long countOf(const ConfigReader& reader) {
     const void* fields[2];
     static_assert(sizeof fields == sizeof reader, "");

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Any packets where replies to an echo request are awaited: just those with the identifier and
-// the sequence number of the request in their ICMP header are taken.
+// Any packets on the socket of an echo client: only those with the identifier and the sequence
+// number of its request in their ICMP header count as replies.
 
 #include <velutils++/echo_client.h>
 
@@ -17,7 +17,7 @@ namespace {
 const size_t MOST_PACKETS = 8;  // the kernel queues ten
 const size_t SEEN = 256;
 
-// Behind the virtual table of a client.
+// The fields of a client, which follow its virtual table pointer.
 struct Fields {
     int socket;
     uint16_t identifier, sequence;

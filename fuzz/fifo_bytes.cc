@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Bytes written into two FIFOs in pieces of any size: each observer gets its own, whole and in
-// order, however they were cut; and nothing once its receiver was removed.
+// Bytes written into two FIFOs in pieces of any size: each observer gets all bytes of its FIFO in
+// order, and none after its receiver was removed.
 
 #include <velutils++/status.h>
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// The formatter: any format, with an argument of the right kind for each directive. Whatever slice
-// is asked for is that piece of the whole; and where the platform's printf knows all directives to
-// mean the same, the texts agree.
+// The formatter: any format, with an argument of the right type for each directive. Any slice of
+// the output is that part of the whole output. If all directives mean the same to the platform's
+// printf, the two outputs are equal.
 //
-// Every argument is handed over as an unsigned long: on our platforms an int is its low half.
+// Every argument is passed as an unsigned long. On our platforms an int is read from its low bits.
 
 #undef _FORTIFY_SOURCE  // which forbids %n
 #include <velutils++/text.h>
@@ -29,7 +29,7 @@ struct Call {
 
     unsigned long value(Input& input) { return args[used++] = input.number<uint32_t>(); }
 
-    // Reads a number or a star at `at`; a star's argument is small.
+    // Reads a number or a star at `at`. The argument for a star is small.
     long readNumber(size_t* at, Input& input, long none) {
         if (format[*at] == '*') {
             ++*at;
@@ -40,11 +40,11 @@ struct Call {
         long read = none;
         for (; format[*at] >= '0' && format[*at] <= '9'; ++*at)
             read = std::min((read < 0 ? 0 : read) * 10 + format[*at] - '0', TOO_LARGE);
-        if (read == TOO_LARGE) asPlatform = false;  // which may refuse it
+        if (read == TOO_LARGE) asPlatform = false;  // the platform may fail
         return read;
     }
 
-    // The directive behind the % at `at`; false when its arguments would be too many.
+    // Reads the directive after the % at `at`. Returns false if there would be too many arguments.
     bool readDirective(size_t* at, Input& input) {
         if (used + 3 > MOST) return false;
         const size_t flagsEnd = std::min(format.find_first_not_of("-+ #0", *at), format.size());

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Both hash tables as one random program against a list in the order of insertion.
+// The same random operations on both hash tables and on a list in the order of insertion.
 
 #include <velutils++/hash_tables.h>
 
@@ -23,7 +23,7 @@ Model::iterator oldest(Model& model, const std::string& name) {
                         [&name](const Item& item) { return item.name == name; });
 }
 
-// Values pass bucket by bucket, and within a chain in the order of insertion.
+// Values come bucket by bucket, and within a chain in the order of insertion.
 template <class Table>
 void holds(const Table& table, Model model, size_t first) {
     REQUIRE(table.getNumberOfKeys() == model.size());

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What a fuzz target reads its decisions from, and how it reports a fault.
+// The input that determines what a fuzz target does, and the macro that reports a fault.
 
 #ifndef VELUTILS_FUZZ_INPUT_H
 #define VELUTILS_FUZZ_INPUT_H
@@ -24,13 +24,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
         abort();                                                                \
     } while (false)
 
-// The bytes of a run, taken from the front; behind their end everything is zero.
+// The bytes of a run, read from the front. After their end, numbers are zero and texts are empty.
 class Input {
   public:
     Input(const uint8_t* data, size_t size) : at_(data), left_(size) {}
 
     bool isEmpty() const { return left_ == 0; }
-    // A number below n, of one byte; n is at most 256.
+    // Reads a number below n from one byte. n is at most 256.
     size_t below(size_t n) { return number<uint8_t>() % n; }
     template <class Number>
     Number number() {
@@ -39,7 +39,7 @@ class Input {
         memcpy(&value, bytes.data(), bytes.size());
         return value;
     }
-    // The next bytes, n at most.
+    // Reads the next bytes, at most n.
     std::string text(size_t n) {
         n = std::min(n, left_);
         const std::string bytes(reinterpret_cast<const char*>(at_), n);
@@ -47,7 +47,7 @@ class Input {
         left_ -= n;
         return bytes;
     }
-    // The bytes up to the next NUL, which is taken too, or to the end.
+    // Reads the bytes up to the next NUL, and skips the NUL, or reads all bytes.
     std::string line() {
         const std::string bytes = text(strnlen(reinterpret_cast<const char*>(at_), left_));
         text(1);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Integers and text: every number has the C library's text and comes back from it; any text is
-// valid exactly when it is what the C library writes for the number read.
+// Integers and text. The text of a number is that of the C library, and is read back as the number.
+// A text is valid only if the C library writes the same text for the number that was read.
 
 #include <velutils++/conversions.h>
 
@@ -25,7 +25,7 @@ std::string inBase(uint32_t value, int base) {
     return text;
 }
 
-// Into an area that has no byte to spare.
+// Writes into an area without a spare byte.
 template <class Value>
 void comesBack(Value value, char* (*write)(Value, char*, int), Value (*read)(const char*)) {
     for (const int base : {2, 8, 10, 16}) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Any bytes, cut anywhere: a LineReceiver delivers the lines that are in them, whole and in order,
-// also while its observer has further bytes handled, forgets, or deletes itself.
+// Any bytes, split anywhere: a LineReceiver delivers all their lines in order, also if its observer
+// makes it handle more bytes, makes it forget, or deletes it.
 
 #include <velutils++/line_receiver.h>
 
@@ -25,7 +25,7 @@ class Lines : public LineReceiver {
     Lines(const Lines&) = delete;
     Lines& operator=(const Lines&) = delete;
 
-    // In a block of their own, so that the sanitizer sees a look beyond them.
+    // In their own block, so that the sanitizer reports an access beyond them.
     void feed(const std::string& bytes) {
         model_.pending += bytes;
         std::vector<char> piece(bytes.begin(), bytes.end());

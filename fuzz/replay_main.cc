@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Runs a fuzz target without a fuzzer: on the files named, where directories stand for their files,
-// and on mixtures of their pieces, the same at every run. Then once more on a second thread: from
-// there on the library counts references atomically. A fault ends the program.
+// Runs a fuzz target without a fuzzer, on the given files and the files of given directories, and
+// on mixtures of their pieces, which are the same at every run. Then runs it again on a second
+// thread, in which the library counts references atomically. A fault aborts the program.
 
 #include <filesystem>
 #include <fstream>
@@ -25,8 +25,8 @@ Bytes contentOf(const std::filesystem::path& path) {
     return Bytes(bytes.begin(), bytes.end());  // of exactly that size: memory checkers see its end
 }
 
-// One of the seeds with a few pieces replaced, mostly by pieces of the others: such bytes are more
-// often what a target makes something of than random ones.
+// Returns a seed with a few pieces replaced, mostly by pieces of the other seeds. Targets can use
+// such bytes more often than random ones.
 Bytes mixtureOf(const std::vector<Bytes>& seeds, std::minstd_rand& random) {
     const auto below = [&random](size_t n) { return ptrdiff_t(random() % std::max(n, size_t{1})); };
     Bytes bytes = seeds[size_t(below(seeds.size()))];

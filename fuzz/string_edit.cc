@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Edits of a few Strings that share buffers, also with text of their own as the argument, as a
-// random program against std::string. After each step every text and every count of sharers is
-// right.
+// The same random edits of Strings that share buffers and of std::strings, also with parts of their
+// own text as arguments. After each step every text and every reference count is checked.
 
 #include <velutils++/text.h>
 
@@ -29,7 +28,7 @@ std::string shifted(std::string text, char first, int change) {
     return text;
 }
 
-// What a step may use; the texts are those before it.
+// The values that a step may use. The texts are those before the step.
 struct Turn {
     const String& other;  // may be the very text
     const std::string otherText;

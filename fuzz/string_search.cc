@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Comparing texts and searching one in the other, from any position, against naive models.
+// Comparisons of texts, and searches of one in the other from any position, against simple models.
 
 #include <velutils++/text.h>
 
@@ -36,7 +36,7 @@ int relations(const A& a, const B& b) {
     return (a == b) | (a != b) << 1 | (a < b) << 2 | (a > b) << 3 | (a <= b) << 4 | (a >= b) << 5;
 }
 
-// Whether n occurs in t at i, and nothing for an i outside.
+// Whether n occurs in t at i. False for an i outside t.
 bool occursAt(const std::string& t, long i, const std::string& n) {
     return i >= 0 && i <= long(t.size()) && t.compare(size_t(i), n.size(), n) == 0;
 }
@@ -60,7 +60,7 @@ void compare(const std::string& x, const std::string& y, long position) {
     REQUIRE(a.equals(b) == (x == y) && a.equals(b.buffer()) == (order == 0));
     REQUIRE(a.equalsIgnoreCase(b) == (sized && folded == 0));
     REQUIRE(a.equalsIgnoreCase(b.buffer()) == (folded == 0));
-    // Relations are blind behind a NUL; only == and != see a difference of lengths.
+    // Relations ignore the text after a NUL. Only == and != also compare the lengths.
     const int plain = relations(order, 0);
     REQUIRE(relations(a, b) == (sized ? plain : (plain & ~3) | 2));
     REQUIRE(relations(a, b.buffer()) == plain && relations(a.buffer(), b) == plain);

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
 #
 # Reads a public header for the site: a sequence of comments, declarations and classes, in the order
-# in which they stand. A comment directly above declarations is for all of them, up to the next empty
-# line or comment; what is not for users is left out.
+# of the file. A comment directly above declarations is for all of them, up to the next empty line or
+# comment. What is not for users is omitted.
 
 import re
 from dataclasses import dataclass, field
@@ -161,7 +161,7 @@ class Reader:
                 continue
             code = self.statement(line)
             if hidden or NOT_FOR_USERS.match(bare) or re.match(r'class \w+;|struct \w+;', bare):
-                # A comment on what is left out goes with it.
+                # The comment of an omitted declaration is omitted, too.
                 if result and isinstance(result[-1], Comment) and not hidden:
                     result.pop()
                 continue
