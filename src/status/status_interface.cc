@@ -166,8 +166,8 @@ ssize_t writeWithoutSignal(int fd, const char* p, size_t n) {
     if (written < 0 && error == EPIPE) {
         const struct timespec now = {0, 0};
         while (sigtimedwait(&brokenPipe, nullptr, &now) < 0 && errno == EINTR) continue;
-        // That took the thread's own signal before one of the process. If the caller's was the
-        // thread's as well, the two were one.
+        // sigtimedwait takes a signal of the thread before one of the process. If the caller's
+        // signal was also the thread's, the kernel merged the two: raise it again.
         sigpending(&after);
         if (sigismember(&before, SIGPIPE) && !sigismember(&after, SIGPIPE)) raise(SIGPIPE);
     }
