@@ -203,7 +203,7 @@ def parts(lines, may_head=False):
             if follows:
                 result[-1][1].append('')
             continue
-        if follows and result[-1][0] == kind:
+        if follows and result[-1][0] == kind and not line.startswith('REQUIRES:'):
             result[-1][1].append(line)
         else:
             result.append((kind, [line]))
