@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// The kinds of any address with every prefix length. The model uses ranges and division, while the
-// library tests bits.
+// The kinds of any address with every prefix length, masks with a wrong bit, and printed texts. The
+// model uses ranges, division and inet_ntop, while the library tests bits.
 
 #include <velutils++/ip_address.h>
+
+#include <arpa/inet.h>
 
 #include "fuzz/input.h"
 
@@ -58,6 +60,41 @@ std::string expectedKinds(uint64_t address, uint32_t prefix) {
     return names + role + (role.empty() ? "" : "valid ");
 }
 
+std::string printed(uint32_t word) {
+    char text[INET_ADDRSTRLEN];
+    const uint32_t onWire = htonl(word);
+    return inet_ntop(AF_INET, &onWire, text, sizeof text);
+}
+
+// `bit` may be 32, for none that is wrong.
+void judgeMask(uint32_t prefix, size_t bit) {
+    const uint32_t mask = maskOf(prefix) ^ static_cast<uint32_t>(uint64_t(1) << bit);
+    uint32_t leading = 0;
+    while (leading < 32 && (mask & 0x80000000u >> leading) != 0) ++leading;
+    const bool contiguous = mask == maskOf(leading);
+    unsigned long size = 99;
+    const unsigned long high = ~static_cast<unsigned long>(ALL_ONES);
+    REQUIRE(IpAddress::s_isV4MaskValid(high | mask, size) == contiguous);
+    REQUIRE(size == leading);
+    IpAddress ip;
+    REQUIRE(ip.setV4NetMaskAsBinaryUInt32(high | mask) == (contiguous ? 0 : -1));
+    REQUIRE(ip == (contiguous ? IpAddress(0, mask) : IpAddress()));
+}
+
+void checkPrefix(IpAddress ip, uint32_t prefix) {
+    unsigned long size = 99, valid = 99;
+    REQUIRE(ip.setNetMaskSize(33) == -1 && ip.setNetMaskSize(~0ul) == -1);
+    REQUIRE(ip.setNetMaskSize(prefix) == 0);
+    REQUIRE(&ip.getNetMaskSize(size) == &size && size == prefix);
+    REQUIRE(ip.isMaskValid(valid) && valid == prefix);
+    REQUIRE(ip.getNetMaskSize() == prefix);
+    const uint32_t address = static_cast<uint32_t>(ip.getV4IpAddrAsBinaryUInt32());
+    String out;
+    REQUIRE(ip.getIpAddrAsString(out) == printed(address).c_str());
+    REQUIRE(ip.getNetMaskAsString(out) == printed(maskOf(prefix)).c_str());
+    REQUIRE(ip.getNetAddressAsString(out) == printed(address & maskOf(prefix)).c_str());
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -65,6 +102,8 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     while (!input.isEmpty()) {
         const uint32_t a = input.number<uint32_t>();
         const uint32_t other = a ^ (1u << input.below(32));
+        judgeMask(a % 33, a / 33 % 33);
+        checkPrefix(IpAddress(a, 0), a % 33);
         for (uint32_t prefix = 0; prefix <= 32; ++prefix) {
             const uint32_t mask = maskOf(prefix);
             const IpAddress net(a & mask, mask);

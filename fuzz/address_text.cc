@@ -8,12 +8,9 @@
 #include <arpa/inet.h>
 
 #include "fuzz/input.h"
+#include "tests/support/strings.h"
 
 namespace {
-
-String make(const std::string& text) {
-    return String().concat(text.data(), static_cast<long>(text.size()));
-}
 
 // Returns false if the text is not a dotted address. inet_pton is as strict, but stops at a NUL.
 bool readDotted(const std::string& text, unsigned long* word) {

@@ -31,8 +31,9 @@ std::string withoutEnds(std::string text) {
 std::map<std::string, std::string> entriesOf(const std::string& bytes) {
     std::map<std::string, std::string> entries;
     for (size_t at = 0; at < bytes.size();) {
+        size_t end = std::min(bytes.size(), at + PIECE);
         const size_t newline = bytes.find('\n', at);
-        const size_t end = std::min({bytes.size(), at + PIECE, std::max(newline, newline + 1)});
+        if (newline < end) end = newline + 1;
         const std::string line = std::string(bytes, at, end - at).c_str();  // up to a NUL
         const size_t equals = line.find('=');
         if (line[0] != '#' && equals != std::string::npos)

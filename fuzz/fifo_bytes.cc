@@ -10,25 +10,7 @@
 #include <unistd.h>
 
 #include "fuzz/input.h"
-
-namespace {
-
-class Observer : public StatusFifoObserver {
-  public:
-    void handleFifoData(struct bufferevent*, char* data, size_t length) override {
-        REQUIRE(length >= 1 && length <= 99 && data[length] == '\0' && !removed);
-        heard.append(data, length);
-        removed = --callsLeft == 0;
-        if (removed) owner->deleteIpcRxFifo(identifier);
-    }
-    StatusInterface* owner;
-    unsigned long identifier;
-    size_t callsLeft;  // before it removes its receiver
-    bool removed = false;
-    std::string heard;
-};
-
-}  // namespace
+#include "tests/support/fifo_observer.h"
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static struct event_base* const base = event_init();
@@ -37,14 +19,17 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     StatusInterface interface;
     REQUIRE(interface.setup(STATUS_BASE_TMP, "/fuzz"));
     const char* const names[] = {"/0", "/1"};
-    Observer observers[2];
+    FifoObserver observers[2];
     std::string sent[2];
+    size_t callsLeft[2];  // before a receiver is removed
     int fds[2];
     for (size_t i = 0; i < 2; ++i) {
-        observers[i].owner = &interface;
-        observers[i].callsLeft = input.below(256) + 10;
-        observers[i].identifier = interface.setupIpcRxFifo(names[i], &observers[i]);
-        REQUIRE(observers[i].identifier != 0);
+        callsLeft[i] = input.below(256) + 10;
+        observers[i].then = [&, i](unsigned long receiver) {
+            REQUIRE(observers[i].wellFormed && callsLeft[i] > 0);
+            if (--callsLeft[i] == 0) interface.deleteIpcRxFifo(receiver);
+        };
+        REQUIRE(interface.setupIpcRxFifo(names[i], &observers[i]) != 0);
         fds[i] = open((std::string("/tmp/status/fuzz") + names[i]).c_str(), O_WRONLY | O_NONBLOCK);
         REQUIRE(fds[i] >= 0);
     }
@@ -52,7 +37,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         const size_t i = input.below(2);
         const size_t loops = input.below(3);
         const std::string piece = input.text(input.number<uint16_t>() % 600);
-        if (observers[i].removed) continue;
+        if (callsLeft[i] == 0) continue;
         REQUIRE(write(fds[i], piece.data(), piece.size()) == static_cast<ssize_t>(piece.size()));
         sent[i] += piece;
         for (size_t k = 0; k < loops; ++k) event_loop(EVLOOP_NONBLOCK);
@@ -60,8 +45,9 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (size_t k = 0; k < 5; ++k) event_loop(EVLOOP_NONBLOCK);
     for (size_t i = 0; i < 2; ++i) {
         close(fds[i]);
-        if (!observers[i].removed) REQUIRE(observers[i].heard == sent[i]);
-        REQUIRE(sent[i].compare(0, observers[i].heard.size(), observers[i].heard) == 0);
+        const std::string& received = observers[i].received;
+        if (callsLeft[i] > 0) REQUIRE(received == sent[i]);
+        REQUIRE(sent[i].compare(0, received.size(), received) == 0);
     }
     interface.cleanup();
     event_loop(EVLOOP_NONBLOCK);  // libevent frees the buffered events of removed receivers here

@@ -4,6 +4,7 @@
 
 #include <velutils++/hash_tables.h>
 
+#include <map>
 #include <vector>
 
 #include "fuzz/input.h"
@@ -30,10 +31,10 @@ void holds(const Table& table, Model model, size_t first) {
     std::stable_sort(model.begin(), model.end(),
                      [](const Item& a, const Item& b) { return a.bucket < b.bucket; });
     std::vector<void*> values;
-    size_t length = 0, longest = 0;
+    size_t longest = 0;
+    std::map<unsigned long, size_t> lengths;
     for (const Item& item : model) {
-        length = !values.empty() && (&item)[-1].bucket == item.bucket ? length + 1 : 1;
-        longest = std::max(longest, length);
+        longest = std::max(longest, ++lengths[item.bucket]);
         values.push_back(item.value);
     }
     REQUIRE(table.getLongestChain() == longest);

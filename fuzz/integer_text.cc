@@ -66,10 +66,12 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Input input(data, size);
     const uint32_t a = input.number<uint32_t>();
     const uint32_t b = input.number<uint32_t>();
-    comesBack(static_cast<int32_t>(a), i32toa, valueOf32);
-    comesBack(a, u_i32toa, u_valueOf32);
-    comesBack(static_cast<int16_t>(a), i16toa, valueOf16);
-    comesBack(static_cast<uint16_t>(a), u_i16toa, u_valueOf16);
+    for (const uint32_t number : {a, b}) {
+        comesBack(static_cast<int32_t>(number), i32toa, valueOf32);
+        comesBack(number, u_i32toa, u_valueOf32);
+        comesBack(static_cast<int16_t>(number), i16toa, valueOf16);
+        comesBack(static_cast<uint16_t>(number), u_i16toa, u_valueOf16);
+    }
 
     const std::string any = input.line();
     const std::vector<char> exact(any.c_str(), any.c_str() + any.size() + 1);

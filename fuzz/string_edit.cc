@@ -9,6 +9,7 @@
 #include <map>
 
 #include "fuzz/input.h"
+#include "tests/support/strings.h"
 
 namespace {
 
@@ -64,7 +65,7 @@ void check(const String (&strings)[STRINGS], const std::string (&models)[STRINGS
     for (const String& s : strings) ++referers[bufferOf(s)];
     for (size_t i = 0; i < STRINGS; ++i) {
         const String& s = strings[i];
-        REQUIRE(models[i] == std::string(s.buffer(), static_cast<size_t>(s.length())));
+        REQUIRE(models[i] == bytesOf(s));
         REQUIRE(s.buffer()[s.length()] == '\0' && s.length() <= bufferOf(s)->capacity());
         REQUIRE(bufferOf(s)->hasMultipleReferers() == (referers[bufferOf(s)] > 1));
     }

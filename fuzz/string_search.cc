@@ -6,15 +6,14 @@
 
 #include <limits.h>
 
+#include <vector>
+
 #include "fuzz/input.h"
+#include "tests/support/strings.h"
 
 namespace {
 
 const std::string::size_type NONE = std::string::npos;
-
-String make(const std::string& text) {
-    return String().concat(text.data(), static_cast<long>(text.size()));
-}
 
 std::string cut(const std::string& text, size_t n = NONE) {
     return std::string(text.c_str()).substr(0, n);
@@ -28,12 +27,6 @@ std::string lower(std::string text) {
 
 int sign(int n) {
     return (n > 0) - (n < 0);
-}
-
-// The six relations as bits.
-template <class A, class B>
-int relations(const A& a, const B& b) {
-    return (a == b) | (a != b) << 1 | (a < b) << 2 | (a > b) << 3 | (a <= b) << 4 | (a >= b) << 5;
 }
 
 // Whether n occurs in t at i. False for an i outside t.
@@ -127,6 +120,22 @@ void searchText(const std::string& t, const std::string& n, long from) {
     REQUIRE(text.lastIndexOfIgnoreCase(needle, from) == backwards(true, from));
 }
 
+void readAt(const std::string& t, long begin, long end) {
+    const String text = make(t);
+    REQUIRE(text[begin] == (begin < 0 || begin >= text.length() ? '\0' : t[size_t(begin)]));
+    const size_t from = size_t(std::min(std::max(begin, 0L), text.length()));
+    const size_t to = std::max(from, size_t(std::min(std::max(end, 0L), text.length())));
+    const std::string part = t.substr(from, to - from);
+    std::vector<char> area(part.size());
+    REQUIRE(text.getChars(begin, end, area.data()) == long(part.size()));
+    REQUIRE(std::equal(area.begin(), area.end(), part.begin()));
+    REQUIRE(text.getChars(begin, end, nullptr) == 0);
+    char* stopped;
+    const long number = strtol(text.buffer(), &stopped, 0);
+    if (number > INT32_MIN && number < INT32_MAX)
+        REQUIRE(text.toInteger() == (stopped == text.buffer() ? -1 : number));
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -138,6 +147,8 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         compare(x, y, n);
         compare(y, x, n);
         compare(x, x + y, n);
+        readAt(x, from, other);
+        readAt(y, LONG_MIN, LONG_MAX);
         compareRegions(x, y, from, other, n);
         compareRegions(x, x.substr(x.size() / 2) + y, from, other, n);
         for (const long start : {from, LONG_MIN, LONG_MAX}) {

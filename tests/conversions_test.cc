@@ -11,43 +11,19 @@
 #include <string.h>
 
 #include <algorithm>
-#include <sstream>
 #include <string>
 #include <vector>
 
 namespace {
 
-const int BASES[] = {2, 8, 10, 16};
-
-template <class Value>
-void thereAndBack(Value value, char* (*convert)(Value, char*, int), Value (*parse)(const char*)) {
-    char text[12];
-    ASSERT_EQ(text, convert(value, text, 10));
-    ASSERT_EQ(std::to_string(value), text);
-    ASSERT_EQ(value, parse(text));
-}
-
-TEST(IntegerConversion, ThereAndBack) {
-    for (int i = 0; i <= UINT16_MAX; ++i) {
-        ASSERT_NO_FATAL_FAILURE(thereAndBack(static_cast<uint16_t>(i), u_i16toa, u_valueOf16));
-        ASSERT_NO_FATAL_FAILURE(thereAndBack(static_cast<int16_t>(i), i16toa, valueOf16));
-    }
-    for (const uint64_t factor : {2u, 10u}) {
-        for (uint64_t edge = 1; edge <= UINT64_C(1) << 32; edge *= factor) {
-            for (const uint32_t value :
-                 {static_cast<uint32_t>(edge - 1), static_cast<uint32_t>(edge)}) {
-                thereAndBack(value, u_i32toa, u_valueOf32);
-                thereAndBack(static_cast<int32_t>(value), i32toa, valueOf32);
-            }
-        }
-    }
-}
-
 TEST(IntegerConversion, RefusalWritesNothing) {
     char out[] = "#";
-    for (const int base : {INT_MIN, -10, 0, 1, 3, 9, 11, 36})
-        EXPECT_TRUE(!i32toa(5, out, base) && !i16toa(-5, out, base) && !u_i32toa(5, out, base));
-    for (const int base : BASES) EXPECT_EQ(nullptr, u_i32toa(1, nullptr, base));
+    for (const int base : {INT_MIN, -10, 0, 1, 3, 9, 11, 36}) {
+        EXPECT_EQ(nullptr, i32toa(5, out, base));
+        EXPECT_EQ(nullptr, i16toa(-5, out, base));
+        EXPECT_EQ(nullptr, u_i32toa(5, out, base));
+    }
+    for (const int base : {2, 8, 10, 16}) EXPECT_EQ(nullptr, u_i32toa(1, nullptr, base));
     EXPECT_EQ(nullptr, i32toa(-1, nullptr, 10));
     EXPECT_STREQ("#", out);
 }
@@ -55,24 +31,44 @@ TEST(IntegerConversion, RefusalWritesNothing) {
 // However strange: digits are what their codes make of them. A byte above 127 is a letter, also
 // where char is signed; base letters are small; of 33 characters all are read.
 TEST(IntegerConversion, ParsesAnyText) {
-    std::istringstream texts(
-        "|-|h|-b|-101b|aFx|17o|42d|@h|`h|1`| 1|--5|4294967295|42\xff|\xffh|42H|"
-        "11111111111111111111111111111111b|111111111111111111111111111111111b|"
-        "-111111111111111111111111111111112b");
-    for (const int32_t value : {0,  0,    0,  0,  -5, 175, 15,  42, 16,         41,
-                                58, -159, 25, -1, 42, 168, 444, -1, -954437177, 954437177}) {
-        std::string read;
-        std::getline(texts, read, '|');
-        const char* const text = read.c_str();
-        EXPECT_EQ(value, valueOf32(text)) << text;
-        EXPECT_EQ(static_cast<int16_t>(value), valueOf16(text)) << text;
-        if (text[0] == '-') continue;
-        EXPECT_EQ(static_cast<uint32_t>(value), u_valueOf32(text)) << text;
-        EXPECT_EQ(static_cast<uint16_t>(value), u_valueOf16(text)) << text;
+    const struct {
+        const char* text;
+        int32_t value;
+    } rows[] = {
+        {"", 0},
+        {"-", 0},
+        {"h", 0},
+        {"-b", 0},
+        {"-101b", -5},
+        {"aFx", 175},
+        {"17o", 15},
+        {"42d", 42},
+        {"@h", 16},
+        {"`h", 41},
+        {"1`", 58},
+        {" 1", -159},
+        {"--5", 25},
+        {"4294967295", -1},
+        {"42\xff", 42},
+        {"\xffh", 168},
+        {"42H", 444},
+        {"11111111111111111111111111111111b", -1},
+        {"111111111111111111111111111111111b", -954437177},
+        {"-111111111111111111111111111111112b", 954437177},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.text);
+        EXPECT_EQ(row.value, valueOf32(row.text));
+        EXPECT_EQ(static_cast<int16_t>(row.value), valueOf16(row.text));
+        if (row.text[0] == '-') continue;
+        EXPECT_EQ(static_cast<uint32_t>(row.value), u_valueOf32(row.text));
+        EXPECT_EQ(static_cast<uint16_t>(row.value), u_valueOf16(row.text));
     }
     EXPECT_EQ(65511u, u_valueOf16("-5"));
-    EXPECT_EQ(0, valueOf32(nullptr) + valueOf16(nullptr));
-    EXPECT_EQ(0u, u_valueOf32(nullptr) + u_valueOf16(nullptr));
+    EXPECT_EQ(0, valueOf32(nullptr));
+    EXPECT_EQ(0, valueOf16(nullptr));
+    EXPECT_EQ(0u, u_valueOf32(nullptr));
+    EXPECT_EQ(0u, u_valueOf16(nullptr));
 }
 
 TEST(IntegerConversion, OnlyCanonicalDecimalIsValid) {
@@ -97,9 +93,15 @@ TEST(IntegerConversion, OnlyCanonicalDecimalIsValid) {
 }
 
 TEST(Reverse, InPlace) {
-    char even[] = "abcd", odd[] = "xyz", empty[] = "";
-    reverse(even), reverse(odd), reverse(empty), reverse(nullptr);
-    EXPECT_STREQ("dcba zyx", (even + std::string(" ") + odd + empty).c_str());
+    char text[] = "abcd";
+    reverse(text);
+    EXPECT_STREQ("dcba", text);
+    char odd[] = "xyz";
+    reverse(odd);
+    EXPECT_STREQ("zyx", odd);
+    char empty[] = "";
+    reverse(empty);
+    reverse(nullptr);
 }
 
 TEST(HexDump, LayoutAndSize) {

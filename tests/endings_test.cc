@@ -5,8 +5,6 @@
 // as long as the process lives must be usable until then, and must go with an unloaded library.
 
 #include <velutils++/configuration.h>
-#include <velutils++/digests.h>
-#include <velutils++/hash_tables.h>
 #include <velutils++/ip_address.h>
 #include <velutils++/locks.h>
 #include <velutils++/status.h>
@@ -44,12 +42,6 @@ const Operation OPERATIONS[] = {
          text = String::EMPTY();
          return copy.equalsIgnoreCase("abc") && text.length() == 0;
      }},
-    {"formats",
-     [] {
-         String text;
-         text.format("%d-%s", 42, "x").concatf("%s", "").concatf("%5.1s|", "yz");
-         return text == "42-x    y|" && text.format("%s", "").length() == 0;
-     }},
     {"addresses",
      [] {
          String text;
@@ -69,19 +61,6 @@ const Operation OPERATIONS[] = {
      [] {
          ConfigReader reader;
          return reader.initialize(CONFIG, 4) && reader.getIndexedValueAsInt("port%lu", 2, 0) == 8;
-     }},
-    {"hash tables",
-     [] {
-         INStringHashTable table(4);
-         void* found = nullptr;
-         return table.addEntry("key", &table) && table.getValueFromKey("key", &found);
-     }},
-    {"digests",
-     [] {
-         Sha1HashContext sha1;
-         HmacContext hmac(&sha1);
-         hmac.initialize(nullptr, 0, 0);
-         return sha1.test() == 0;
      }},
     {"locks",  // each process has its own, since it may end as its holder
      [] {

@@ -19,8 +19,6 @@ extern "C" {
 OWN(reverse)
 OWN(i32toa)
 OWN(valueOf32)
-OWN(u_valueOf32)
-OWN(convBinToHex)
 OWN(sem_lock)
 OWN(sem_create)
 #undef OWN
@@ -48,9 +46,6 @@ TEST(OwnNames, DoNotReachIntoTheLibrary) {
     String text;
     EXPECT_EQ(String("a-1"), text.format("%s-%d", "a", 1));
     EXPECT_EQ(3, strlenf("%s-%d", "a", 1));
-    char area[8];
-    EXPECT_EQ(3, snxprintf(area, 0, sizeof area, "%s-%d", "a", 1));
-    EXPECT_TRUE(text.equalsIgnoreCase("A-1"));
     EXPECT_TRUE(text.equalsIgnoreCase(String("A-1")));
 
     writeFile("/tmp/own.conf", "number=12\n");

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// fuzz/fifo_bytes.cc holds what receivers are handed of any bytes in any pieces.
+// fuzz/status_value.cc holds values of any bytes, fuzz/fifo_bytes.cc what receivers are handed of
+// any bytes in any pieces.
 
 #include <velutils++/status.h>
 
@@ -11,7 +12,6 @@
 #include <limits.h>
 #include <pthread.h>
 #include <signal.h>
-#include <stdarg.h>
 #include <string.h>
 #include <sys/inotify.h>
 #include <sys/mount.h>
@@ -20,40 +20,21 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include <functional>
 #include <set>
 #include <stdexcept>
 #include <utility>
 #include <vector>
 
+#include "tests/support/failing_calls.h"
+#include "tests/support/fifo_observer.h"
 #include "tests/support/files.h"
 #include "tests/support/processes.h"
+#include "tests/support/strings.h"
 #include "tests/support/syslog_reader.h"
-
-// What others do meanwhile: the library calls these in place of the C library's.
-static std::function<void()> afterMkfifo, beforeOpen, beforeWrite;
-
-#define STANDS_BEFORE_LIBC extern "C" __attribute__((visibility("default")))
-STANDS_BEFORE_LIBC int mkfifo(const char* path, mode_t mode) noexcept {
-    const int result = mknod(path, S_IFIFO | mode, 0);
-    if (afterMkfifo) std::exchange(afterMkfifo, nullptr)();
-    return result;
-}
-STANDS_BEFORE_LIBC int open64(const char* path, int flags, ...) {
-    if (beforeOpen) std::exchange(beforeOpen, nullptr)();
-    va_list mode;
-    va_start(mode, flags);
-    const int fd = openat(AT_FDCWD, path, flags, va_arg(mode, int));
-    va_end(mode);
-    return fd;
-}
-STANDS_BEFORE_LIBC ssize_t write(int fd, const void* data, size_t n) {
-    if (beforeWrite) std::exchange(beforeWrite, nullptr)();
-    return syscall(SYS_write, fd, data, n);
-}
 
 namespace {
 
+using failing_calls::Interception;
 const std::string TREE = "/tmp/status";
 
 mode_t modeOf(const std::string& path) {
@@ -77,7 +58,7 @@ class StatusTree : public ::testing::Test {
     std::string get(const char* name) {
         String value("before");
         EXPECT_TRUE(wan_.getStatus(name, value)) << name;
-        return std::string(value.buffer(), static_cast<size_t>(value.length()));
+        return bytesOf(value);
     }
 
     static void shell(const std::string& commands) {
@@ -145,26 +126,16 @@ TEST_F(StatusTree, SetupFailuresAreLogged) {
     EXPECT_EQ("1", contentOf("/tmp/status/wan/file/sub/v"));
 }
 
-TEST_F(StatusTree, ValuesAreTheFilesBytes) {
+TEST_F(StatusTree, ValueFiles) {
     std::string longText;
     for (int i = 0; longText.size() < 4 << 20; ++i) longText += std::to_string(i);
-    for (const std::string& value :
-         {std::string("a\nb\n"), std::string(), std::string(99, 'y'), longText}) {
-        EXPECT_TRUE(wan_.setStatus("/state", value.c_str()));
-        EXPECT_EQ(value, contentOf(TREE + "/wan/state"));
-        EXPECT_EQ(value, get("/state"));
-    }
+    EXPECT_TRUE(wan_.setStatus("/state", longText.c_str()));
+    EXPECT_EQ(longText, get("/state"));
     EXPECT_EQ(static_cast<mode_t>(S_IFREG | 0644), modeOf(TREE + "/wan/state"));
     chmod((TREE + "/wan/state").c_str(), 0600);
     EXPECT_TRUE(wan_.setStatus("/state", ""));
+    EXPECT_EQ("", contentOf(TREE + "/wan/state"));
     EXPECT_EQ(static_cast<mode_t>(S_IFREG | 0600), modeOf(TREE + "/wan/state"));
-
-    // A NUL hides the rest of its piece of 99 bytes when read, not when written.
-    String nul;
-    nul.concat("ab\0cd", 5).concat(std::string(94, '.').c_str(), 94).concat("next", 4);
-    EXPECT_TRUE(wan_.setStatus("/nul", nul));
-    EXPECT_EQ(103U, contentOf(TREE + "/wan/nul").size());
-    EXPECT_EQ("abnext", get("/nul"));
 
     String same("/state");
     EXPECT_TRUE(wan_.setStatus(same, same));
@@ -194,12 +165,10 @@ TEST_F(StatusTree, FilesThatCannotBeUsed) {
     EXPECT_TRUE(wan_.setStatus("/dir/b", "fits"));
     // Without permission to write.
     mount("", dir.c_str(), "", MS_REMOUNT | MS_RDONLY, "");
-    EXPECT_FALSE(wan_.setStatus("/dir/b", "no") || wan_.setLink("/dir/l", "no"));
+    EXPECT_FALSE(wan_.setStatus("/dir/b", "no"));
+    EXPECT_FALSE(wan_.setLink("/dir/l", "no"));
     EXPECT_EQ("fits", contentOf(dir + "/b"));
     umount(dir.c_str());
-
-    const DescriptorsExhausted exhausted;
-    EXPECT_FALSE(wan_.setStatus("/state", "x") || wan_.getStatus("/state", value));
 }
 
 TEST_F(StatusTree, WhatIsNoValueIsRefusedAtOnce) {
@@ -279,7 +248,10 @@ TEST_F(StatusTree, AReaderThatLeavesCausesNoSignal) {
         if (own == OF_THREAD) raise(SIGPIPE);
         if (own == OF_PROCESS) kill(getpid(), SIGPIPE);
         const int reader = openReader(TREE + "/wan/fifo");
-        beforeWrite = [&] { close(reader); };
+        const Interception leave("write", [&](long) {
+            close(reader);
+            return 0;
+        });
         EXPECT_FALSE(wan_.setStatus("/fifo", "up"));
         EXPECT_EQ(EPIPE, errno);
         // The caller's mask and signal are as they were.
@@ -327,28 +299,6 @@ TEST_F(StatusTree, Links) {
 
 // FIFO receivers
 
-struct Call {
-    unsigned long receiver;
-    std::string data;
-};
-
-class Observer : public StatusFifoObserver {
-  public:
-    void handleFifoData(struct bufferevent* receiver, char* data, size_t length) override {
-        EXPECT_TRUE(length >= 1 && length <= 99 && data[length] == '\0');
-        calls.push_back({reinterpret_cast<unsigned long>(receiver), std::string(data, length)});
-        if (then) then(reinterpret_cast<unsigned long>(receiver));
-    }
-    std::string all() const {
-        std::string whole;
-        for (const Call& call : calls) whole += call.data;
-        return whole;
-    }
-
-    std::vector<Call> calls;
-    std::function<void(unsigned long)> then;
-};
-
 void send(const std::string& fifo, const std::string& bytes) {
     const int fd = open(fifo.c_str(), O_WRONLY | O_NONBLOCK);
     ASSERT_GE(fd, 0);
@@ -365,18 +315,9 @@ class StatusFifo : public StatusTree {
   protected:
     StatusFifo() { first_ = wan_.setupIpcRxFifo("/first", &observer_); }
 
-    Observer observer_;
+    FifoObserver observer_;
     unsigned long first_;
 };
-
-TEST_F(StatusFifo, HearsOneWriterAfterTheOther) {
-    EXPECT_EQ(static_cast<mode_t>(S_IFIFO | 0644), modeOf(TREE + "/wan/first"));
-    for (const char* text : {"one", "again"}) {
-        send(TREE + "/wan/first", text);
-        runLoop();
-    }
-    EXPECT_EQ("oneagain", observer_.all());
-}
 
 TEST_F(StatusFifo, ReceiversAreToldApartAndRemovedAlone) {
     writeFile(TREE + "/wan/second", "a leftover file");
@@ -385,14 +326,14 @@ TEST_F(StatusFifo, ReceiversAreToldApartAndRemovedAlone) {
         send(TREE + "/wan" + name, name);
         runLoop();
     }
-    ASSERT_EQ("/second/first", observer_.all());
-    EXPECT_TRUE(observer_.calls[0].receiver == second && observer_.calls[1].receiver == first_);
+    EXPECT_EQ("/second/first", observer_.received);
+    EXPECT_EQ((std::vector<unsigned long>{second, first_}), observer_.receivers);
 
     for (const unsigned long receiver : {0UL, first_, first_}) wan_.deleteIpcRxFifo(receiver);
     EXPECT_FALSE(exists(TREE + "/wan/first"));
     send(TREE + "/wan/second", ".");
     runLoop();
-    EXPECT_EQ("/second/first.", observer_.all());
+    EXPECT_EQ("/second/first.", observer_.received);
 
     // They stay where they were made when the directory changes, and go with the object.
     EXPECT_TRUE(wan_.setup(STATUS_BASE_TMP, "/lan"));
@@ -407,7 +348,8 @@ TEST_F(StatusFifo, AReceiverMayGoWithItsOwnerWhileItIsServed) {
     observer_.then = [&](unsigned long) { delete std::exchange(owner, nullptr); };
     send(TREE + "/owner/own", std::string(300, '3'));
     runLoop();
-    EXPECT_TRUE(observer_.calls.size() == 1 && owner == nullptr);
+    EXPECT_EQ(nullptr, owner);
+    EXPECT_EQ(1U, observer_.receivers.size());
     EXPECT_FALSE(exists(TREE + "/owner/own"));
 }
 
@@ -422,7 +364,7 @@ TEST_F(StatusFifo, AReceiverMayBeReplacedWhileItIsServed) {
     runLoop();
     send(TREE + "/wan/first", "to the successor");
     runLoop();
-    EXPECT_EQ(std::string(99, 'x') + "to the successor", observer_.all());
+    EXPECT_EQ(std::string(99, 'x') + "to the successor", observer_.received);
 }
 
 TEST_F(StatusFifo, AnObserverMayRunTheLoopAndRemoveItself) {
@@ -435,7 +377,7 @@ TEST_F(StatusFifo, AnObserverMayRunTheLoopAndRemoveItself) {
     };
     send(TREE + "/wan/first", std::string(250, 'o'));
     runLoop();
-    EXPECT_EQ(2U, observer_.calls.size());
+    EXPECT_EQ(2U, observer_.receivers.size());
     EXPECT_FALSE(exists(TREE + "/wan/first"));
 }
 
@@ -444,7 +386,7 @@ TEST_F(StatusFifo, OnlyItsOwnNodeGoesWithAReceiver) {
     wan_.deleteIpcRxFifo(first_);
     send(TREE + "/wan/first", "to the second");
     runLoop();
-    EXPECT_EQ("to the second", observer_.all());
+    EXPECT_EQ("to the second", observer_.received);
 
     shell("rm first; mkfifo first");  // as another instance does when it starts
     wan_.deleteIpcRxFifo(second);
@@ -453,33 +395,43 @@ TEST_F(StatusFifo, OnlyItsOwnNodeGoesWithAReceiver) {
 
 TEST_F(StatusFifo, OnlyTheNodeJustMadeIsUsed) {
     for (const char* planted : {"rm new; touch new", "rm new; ln -s first new", "rm new"}) {
-        afterMkfifo = [&] { shell(planted); };
+        const Interception plant("lstat", [&](long) {
+            shell(planted);
+            return 0;
+        });
         EXPECT_EQ(0UL, wan_.setupIpcRxFifo("/new", &observer_)) << planted;
     }
-    beforeOpen = [&] { shell("mv new old; mkfifo new"); };
+    const Interception exchange("open", [](long) {
+        shell("mv new old; mkfifo new");
+        return 0;
+    });
     EXPECT_EQ(0UL, wan_.setupIpcRxFifo("/new", &observer_));
-    bool haveStranger = false;
-    afterMkfifo = [&] { haveStranger = chown((TREE + "/wan/new").c_str(), 65534, 65534) == 0; };
-    const unsigned long strangers = wan_.setupIpcRxFifo("/new", &observer_);
-    if (!haveStranger) GTEST_SKIP() << "there is no second user in this house";
-    EXPECT_EQ(0UL, strangers);
+}
+
+TEST_F(StatusFifo, ANodeOfAnotherUserIsNotUsed) {
+    writeFile("/tmp/file", "");
+    if (chown("/tmp/file", 65534, 65534) != 0) GTEST_SKIP() << "there is no second user";
+    const Interception plant("lstat",
+                             [](long) { return chown("/tmp/status/wan/new", 65534, 65534); });
+    EXPECT_EQ(0UL, wan_.setupIpcRxFifo("/new", &observer_));
     EXPECT_TRUE(exists(TREE + "/wan/new"));
 }
 
 TEST_F(StatusFifo, AnExceptionOfAnObserverIsStoppedAndLogged) {
     SyslogReader log;
     observer_.then = [&](unsigned long receiver) {
-        if (observer_.calls.size() == 1) throw std::runtime_error("first");
-        if (observer_.calls.size() == 2) throw 2;
-        if (observer_.calls.size() == 4) wan_.deleteIpcRxFifo(receiver);
-        if (observer_.calls.size() == 4) throw std::runtime_error("removed");
+        if (observer_.receivers.size() == 1) throw std::runtime_error("first");
+        if (observer_.receivers.size() == 2) throw 2;
+        if (observer_.receivers.size() != 4) return;
+        wan_.deleteIpcRxFifo(receiver);
+        throw std::runtime_error("removed");
     };
     send(TREE + "/wan/first", std::string(250, 'x'));
     runLoop();
-    EXPECT_EQ(std::string(250, 'x'), observer_.all());
+    EXPECT_EQ(std::string(250, 'x'), observer_.received);
     send(TREE + "/wan/first", std::string(150, 'y'));
     runLoop();
-    EXPECT_EQ(std::string(250, 'x') + std::string(99, 'y'), observer_.all());
+    EXPECT_EQ(std::string(250, 'x') + std::string(99, 'y'), observer_.received);
     EXPECT_FALSE(exists(TREE + "/wan/first"));
     const std::string threw = "3A FIFO observer threw an exception: ";
     EXPECT_EQ(std::vector<std::string>(
@@ -488,7 +440,7 @@ TEST_F(StatusFifo, AnExceptionOfAnObserverIsStoppedAndLogged) {
 }
 
 void* endsInItsObserver(void* receiver) {
-    Observer observer;
+    FifoObserver observer;
     observer.then = [](unsigned long own) { pthread_exit(reinterpret_cast<void*>(own)); };
     StatusInterface::STATUS_FIFO_READ_EVENT(static_cast<struct bufferevent*>(receiver),
                                             static_cast<StatusFifoObserver*>(&observer));
@@ -506,30 +458,23 @@ TEST_F(StatusFifo, TheEndOfAThreadIsNotStopped) {
     send(TREE + "/wan/first", std::string(250, 'x'));
     runLoop();
     EXPECT_EQ(reinterpret_cast<void*>(first_), result);
-    EXPECT_EQ(std::string(151, 'x'), observer_.all());
+    EXPECT_EQ(std::string(151, 'x'), observer_.received);
 }
 
 TEST_F(StatusFifo, SetupFailures) {
     mkdir((TREE + "/wan/dir").c_str(), 0755);
     for (const char* name : {"/no/such/dir", "/dir"})
         EXPECT_EQ(0UL, wan_.setupIpcRxFifo(name, &observer_));
-    {
-        const DescriptorsExhausted exhausted;
-        EXPECT_EQ(0UL, wan_.setupIpcRxFifo("/late", &observer_));
-    }
-    // The node was made before its opening failed; the next attempt takes its place.
-    EXPECT_TRUE(exists(TREE + "/wan/late"));
-    EXPECT_NE(0UL, wan_.setupIpcRxFifo("/late", &observer_));
 }
 
 // Tried by main before there is an event base.
 bool leavesNothingBehind() {
     StatusInterface interface;
-    Observer observer;
+    FifoObserver observer;
     EXPECT_TRUE(interface.setup(STATUS_BASE_TMP, "/without"));
     const int descriptors = openDescriptors();
-    return interface.setupIpcRxFifo("/fifo", &observer) == 0 &&
-           !exists("/tmp/status/without/fifo") && openDescriptors() == descriptors;
+    if (interface.setupIpcRxFifo("/fifo", &observer) != 0) return false;
+    return !exists("/tmp/status/without/fifo") && openDescriptors() == descriptors;
 }
 bool withoutBase;
 
@@ -544,9 +489,12 @@ TEST(EventCatalogue, IsConsistent) {
     std::set<std::string> names;
     for (const EventCatalogueEntry& entry : EVENT_CATALOGUE) {
         const int eventClass = entry.id >> 24, number = entry.id & 0xFFFFFF;
-        ASSERT_TRUE(eventClass >= 1 && eventClass <= 11) << entry.name;
-        EXPECT_TRUE(number >= 1 && number <= highest[eventClass]) << entry.name;
-        EXPECT_TRUE(ids.insert(entry.id).second && names.insert(entry.name).second) << entry.name;
+        ASSERT_LE(1, eventClass) << entry.name;
+        ASSERT_GE(11, eventClass) << entry.name;
+        EXPECT_LE(1, number) << entry.name;
+        EXPECT_GE(highest[eventClass], number) << entry.name;
+        EXPECT_TRUE(ids.insert(entry.id).second) << entry.name;
+        EXPECT_TRUE(names.insert(entry.name).second) << entry.name;
         EXPECT_EQ(strlen(entry.name), strspn(entry.name, "abcdefghijklmnopqrstuvwxyz0123456789-"));
         EXPECT_NE('.', entry.description[strlen(entry.description) - 1]);
     }

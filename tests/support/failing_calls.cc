@@ -32,17 +32,19 @@ Result withErrno(int error, Result result) {
 
 // CALL(name, symbol, failure, result, parameters, arguments): `failure` is the result of a call
 // that fails with `error`. The assembler names keep clear of the declarations in system headers,
-// which spell some attributes differently from one C library to the next.
-#define CALL(name, symbol, failure, result, parameters, arguments)             \
-    extern "C" result intercepted_##symbol parameters __asm__(#symbol);        \
-    result intercepted_##symbol parameters {                                   \
-        static const auto real =                                               \
-            reinterpret_cast<result(*) parameters>(dlsym(RTLD_NEXT, #symbol)); \
-        const int error = intercept(name);                                     \
-        return error != 0 ? failure : real arguments;                          \
+// which spell some attributes differently from one C library to the next. They are weak: a program
+// may have a function of its own in place of one.
+#define CALL(name, symbol, failure, result, parameters, arguments)                            \
+    extern "C" __attribute__((weak)) result intercepted_##symbol parameters __asm__(#symbol); \
+    result intercepted_##symbol parameters {                                                  \
+        static const auto real =                                                              \
+            reinterpret_cast<result(*) parameters>(dlsym(RTLD_NEXT, #symbol));                \
+        const int error = intercept(name);                                                    \
+        return error != 0 ? failure : real arguments;                                         \
     }
 #define MINUS_ONE withErrno(error, -1)
 #define NO_MEMORY withErrno(error, reinterpret_cast<void*>(-1))
+#define NOTHING withErrno(error, static_cast<void*>(nullptr))
 
 // clang-format off
 CALL("ftok", ftok, MINUS_ONE, int, (const char* path, int id), (path, id))
@@ -60,6 +62,41 @@ CALL("pthread_mutex_init", pthread_mutex_init, error, int, (void* mutex, const v
 CALL("fstat", fstat, MINUS_ONE, int, (int fd, void* status), (fd, status))
 CALL("fstat", fstat64, MINUS_ONE, int, (int fd, void* status), (fd, status))
 CALL("fstat", __fstat64_time64, MINUS_ONE, int, (int fd, void* status), (fd, status))
+CALL("stat", stat, MINUS_ONE, int, (const char* path, void* status), (path, status))
+CALL("stat", stat64, MINUS_ONE, int, (const char* path, void* status), (path, status))
+CALL("lstat", lstat64, MINUS_ONE, int, (const char* path, void* status), (path, status))
+CALL("statx", statx, MINUS_ONE, int, (int fd, const char* path, int flags, unsigned mask, void* status),
+     (fd, path, flags, mask, status))
+CALL("open", open, MINUS_ONE, int, (const char* path, int flags, mode_t mode), (path, flags, mode))
+CALL("open", open64, MINUS_ONE, int, (const char* path, int flags, mode_t mode), (path, flags, mode))
+CALL("openat", openat, MINUS_ONE, int, (int fd, const char* path, int flags, mode_t mode), (fd, path, flags, mode))
+CALL("read", read, MINUS_ONE, ssize_t, (int fd, void* data, size_t n), (fd, data, n))
+CALL("read", __read_chk, MINUS_ONE, ssize_t, (int fd, void* data, size_t n, size_t room), (fd, data, n, room))
+CALL("write", write, MINUS_ONE, ssize_t, (int fd, const void* data, size_t n), (fd, data, n))
+CALL("fsync", fsync, MINUS_ONE, int, (int fd), (fd))
+CALL("flock", flock, MINUS_ONE, int, (int fd, int operation), (fd, operation))
+CALL("fcntl", fcntl, MINUS_ONE, int, (int fd, int command, long argument), (fd, command, argument))
+CALL("mkdir", mkdir, MINUS_ONE, int, (const char* path, mode_t mode), (path, mode))
+CALL("mkfifo", mkfifo, MINUS_ONE, int, (const char* path, mode_t mode), (path, mode))
+CALL("symlink", symlink, MINUS_ONE, int, (const char* target, const char* path), (target, path))
+CALL("unlink", unlink, MINUS_ONE, int, (const char* path), (path))
+CALL("renameat", renameat, MINUS_ONE, int, (int from, const char* path, int to, const char* name),
+     (from, path, to, name))
+CALL("opendir", opendir, NOTHING, void*, (const char* path), (path))
+CALL("readdir", readdir, NOTHING, void*, (void* directory), (directory))
+CALL("socket", socket, MINUS_ONE, int, (int domain, int type, int protocol), (domain, type, protocol))
+CALL("setsockopt", setsockopt, MINUS_ONE, int, (int fd, int level, int name, const void* value, unsigned n),
+     (fd, level, name, value, n))
+CALL("ioctl", ioctl, MINUS_ONE, int, (int fd, unsigned long request, void* argument), (fd, request, argument))
+CALL("sendto", sendto, MINUS_ONE, ssize_t,
+     (int fd, const void* data, size_t n, int flags, const void* to, unsigned length), (fd, data, n, flags, to, length))
+CALL("recvfrom", recvfrom, MINUS_ONE, ssize_t,
+     (int fd, void* data, size_t n, int flags, void* from, void* length), (fd, data, n, flags, from, length))
+CALL("getifaddrs", getifaddrs, MINUS_ONE, int, (void** list), (list))
+CALL("epoll_ctl", epoll_ctl, MINUS_ONE, int, (int epoll, int operation, int fd, void* event),
+     (epoll, operation, fd, event))
+// Closes all the same, as the kernel does.
+CALL("close", close, (real(fd), MINUS_ONE), int, (int fd), (fd))
 CALL("fchmod", fchmod, MINUS_ONE, int, (int fd, mode_t mode), (fd, mode))
 CALL("ftruncate", ftruncate, MINUS_ONE, int, (int fd, long size), (fd, size))
 CALL("ftruncate", ftruncate64, MINUS_ONE, int, (int fd, int64_t size), (fd, size))

@@ -13,7 +13,6 @@
 #include <stdio.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 std::string outputOf(const std::string& command) {
@@ -96,15 +95,4 @@ WithoutCapability::WithoutCapability(int capability) : capability_(capability) {
 
 WithoutCapability::~WithoutCapability() {
     setCapability(capability_, true);
-}
-
-bool holdsWithout(int capability, bool (*step)()) {
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(20);
-        const WithoutCapability lacking(capability);
-        _exit(step() ? 0 : 1);
-    }
-    int status;
-    return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }

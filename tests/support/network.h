@@ -46,8 +46,4 @@ class WithoutCapability {
     const int capability_;
 };
 
-// Runs step() in a child process that lacks a capability, for instance CAP_NET_RAW, and tells
-// whether it returned true there.
-bool holdsWithout(int capability, bool (*step)());
-
 #endif
