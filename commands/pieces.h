@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: MIT
+//
+// Text of several pieces. A list of them takes half the code of a chain of "+".
+
+#ifndef VELUTILS_COMMANDS_PIECES_H
+#define VELUTILS_COMMANDS_PIECES_H
+
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+typedef std::initializer_list<std::string_view> Pieces;
+
+void append(std::string* text, Pieces pieces);
+std::string joined(Pieces pieces);
+
+// Decimal.
+std::string numberOf(unsigned long long number);
+
+#endif
