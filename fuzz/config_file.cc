@@ -1,55 +1,66 @@
 // SPDX-License-Identifier: MIT
 //
-// A configuration file of any bytes: ConfigReader has the same entries as a simple second reader.
+// A configuration file of any bytes: the reader keeps the entries that `velutils config list`
+// prints, and refuses those that `velutils config check` finds given before. Where the check finds
+// nothing, the reader keeps what a person would read.
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <velutils++/configuration.h>
 #include <velutils++/hash_tables.h>
 
 #include <fstream>
-#include <map>
 
+#include "commands/config_check.h"
 #include "fuzz/input.h"
 
 namespace {
 
+typedef std::map<std::string, std::string> Entries;
+
 const char FILE_NAME[] = "/tmp/velutils-fuzz.conf";
-const size_t PIECE = 1022;
+const char MESSAGES[] = "/tmp/velutils-fuzz.messages";
 
-std::string withoutBlanks(const std::string& text) {
-    std::string left;
-    for (const char ch : text)
-        if (static_cast<unsigned char>(ch) > 32) left += ch;
-    return left;
-}
-
-std::string withoutEnds(std::string text) {
-    while (!text.empty() && static_cast<unsigned char>(text.back()) <= 32) text.pop_back();
-    while (!text.empty() && static_cast<unsigned char>(text.front()) <= 32) text.erase(0, 1);
-    return text;
-}
-
-std::map<std::string, std::string> entriesOf(const std::string& bytes) {
-    std::map<std::string, std::string> entries;
-    for (size_t at = 0; at < bytes.size();) {
-        size_t end = std::min(bytes.size(), at + PIECE);
-        const size_t newline = bytes.find('\n', at);
-        if (newline < end) end = newline + 1;
-        const std::string line = std::string(bytes, at, end - at).c_str();  // up to a NUL
-        const size_t equals = line.find('=');
-        if (line[0] != '#' && equals != std::string::npos)
-            entries.emplace(withoutBlanks(line.substr(0, equals)),
-                            withoutEnds(line.substr(equals + 1)));
-        at = end;
-    }
-    return entries;
-}
-
-// The reader's only field follows its virtual table pointer.
+// The reader's only field stands behind its virtual table.
 unsigned long countOf(const ConfigReader& reader) {
     const void* fields[2];
     static_assert(sizeof fields == sizeof reader, "");
     memcpy(fields, static_cast<const void*>(&reader), sizeof fields);
     return static_cast<const INStringHashTable*>(fields[1])->getNumberOfKeys();
+}
+
+// Loads the file. Returns how many entries the reader said it ignored.
+size_t load(ConfigReader* reader, unsigned long size) {
+    const int output = dup(STDOUT_FILENO);
+    const int messages = open(MESSAGES, O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    dup2(messages, STDOUT_FILENO);
+    const bool loaded = reader->initialize(FILE_NAME, size);
+    fflush(stdout);
+    dup2(output, STDOUT_FILENO);
+    close(messages);
+    close(output);
+    REQUIRE(loaded);
+    size_t count = 0;
+    std::ifstream lines(MESSAGES, std::ios::binary);
+    for (std::string line; std::getline(lines, line);)
+        if (line.compare(0, 28, "cfg: Ignoring duplicate tag:") == 0) ++count;
+    return count;
+}
+
+// As a person reads it: lines of any length, comments and blanks wherever they stand.
+Entries meantBy(const std::string& bytes) {
+    Entries entries;
+    for (size_t at = 0; at < bytes.size();) {
+        const size_t end = std::min(bytes.find('\n', at), bytes.size());
+        const std::string line = withoutBlankEnds(bytes.substr(at, end - at));
+        const size_t equals = line.find('=');
+        if (line[0] != '#' && equals != std::string::npos)
+            entries[withoutBlankEnds(line.substr(0, equals))] =
+                withoutBlankEnds(line.substr(equals + 1));
+        at = end + 1;
+    }
+    return entries;
 }
 
 }  // namespace
@@ -58,11 +69,19 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string bytes = Input(data, size).rest();
     std::ofstream(FILE_NAME, std::ios::binary) << bytes;
     ConfigReader reader;
-    REQUIRE(reader.initialize(FILE_NAME, size % 50));
-    const std::map<std::string, std::string> entries = entriesOf(bytes);
+    const size_t ignored = load(&reader, size % 50);
+
+    const Entries entries = entriesOf(bytes);
     const String none("\1");  // no value can be that
     for (const auto& entry : entries)
         REQUIRE(reader.getValue(entry.first.c_str(), none) == entry.second.c_str());
     REQUIRE(countOf(reader) == entries.size());
+
+    const std::list<Finding> findings = findingsIn(bytes);
+    size_t givenBefore = 0;
+    for (const Finding& finding : findings)
+        if (finding.message.compare(0, 8, "the key ") == 0) ++givenBefore;
+    REQUIRE(givenBefore == ignored);
+    if (findings.empty()) REQUIRE(entries == meantBy(bytes));
     return 0;
 }
