@@ -121,6 +121,7 @@ class Lookup {
     }
 
   private:
+    static const size_t SLOT_SIZE = sizeof(void*);
     static const unsigned FEWEST_BITS = 10;  // a page on 32-bit machines
 
     size_t capacity() const { return slots_ != nullptr ? size_t{1} << bits_ : 0; }
@@ -146,7 +147,7 @@ class Lookup {
         size_t count = 0;
         for (ProcessEntry* entry = first; entry != nullptr; entry = entry->getNext()) ++count;
         for (bits_ = FEWEST_BITS; size_t{1} << bits_ <= count * 2; ++bits_) continue;
-        void* const mapping = mmap(nullptr, sizeof *slots_ << bits_, PROT_READ | PROT_WRITE,
+        void* const mapping = mmap(nullptr, SLOT_SIZE << bits_, PROT_READ | PROT_WRITE,
                                    MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (mapping == MAP_FAILED) return false;
         slots_ = static_cast<ProcessEntry**>(mapping);
@@ -155,7 +156,7 @@ class Lookup {
     }
 
     void release() {
-        if (slots_ != nullptr) munmap(slots_, capacity() * sizeof *slots_);
+        if (slots_ != nullptr) munmap(slots_, capacity() * SLOT_SIZE);
         slots_ = nullptr;
         used_ = 0;
     }
