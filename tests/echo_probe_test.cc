@@ -168,12 +168,11 @@ TEST_P(EchoProbes, AFloodHoldsNoPoll) {
 TEST_P(EchoProbes, AskARealKernel) {
     EXPECT_EQ("", outputOf("ip netns add peer && ip link add left type veth peer name right netns "
                            "peer && ip addr add 10.8.0.1/24 dev left && ip link set left up && "
-                           "ip -n peer addr add 10.8.0.2/24 dev right && "
-                           "ip -n peer link set right up && ip -n peer link set lo up && "
                            "ip route add 203.0.113.0/24 via 10.8.0.2 && "
-                           "ip -n peer route add 203.0.113.128/25 via 10.8.0.1 && "
-                           "nsenter --net=/run/netns/peer sh -c "
-                           "'echo 1 > /proc/sys/net/ipv4/ip_forward'"));
+                           "nsenter --net=/run/netns/peer sh -ec '"
+                           "ip addr add 10.8.0.2/24 dev right; ip link set right up; "
+                           "ip link set lo up; ip route add 203.0.113.128/25 via 10.8.0.1; "
+                           "echo 1 > /proc/sys/net/ipv4/ip_forward'"));
     writeFile("/proc/sys/net/ipv4/ip_default_ttl", "1");
     const struct {
         const char *target, *source;
@@ -220,11 +219,14 @@ TEST_P(EchoProbes, FailuresToSend) {
     probe_.close();
     EXPECT_EQ(EchoProbe::FAILED, probe_.poll());
     EXPECT_EQ(-1, probe_.descriptor());
+    {
+        const DescriptorsExhausted exhausted;
+        EXPECT_FALSE(send());
+    }
+    if (contentOf("/proc/self/uid_map").find("4294967295") == std::string::npos)
+        GTEST_SKIP() << "in a user namespace the range cannot be empty";
     allowUnprivileged("1 0");
     EXPECT_EQ(GetParam(), send());
-    probe_.close();
-    const DescriptorsExhausted exhausted;
-    EXPECT_FALSE(send());
 }
 
 INSTANTIATE_TEST_SUITE_P(Sockets, EchoProbes, testing::Bool(), [](const auto& tested) {
