@@ -13,6 +13,7 @@
 
 #include <functional>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -116,6 +117,7 @@ TEST(LineReceiver, ObserversMayRemoveThemselves) {
              daemon.lines.reset();
          },
          {"act"}},
+        {"throw", [](Daemon&) { throw std::bad_alloc(); }, {"act", "whole", "next"}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);

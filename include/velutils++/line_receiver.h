@@ -57,7 +57,8 @@ class LineReceiver : public StatusFifoObserver {
         for (Piece* piece = newest_; piece != nullptr; piece = piece->outer) piece->owner = nullptr;
     }
 
-    // Called with each line, without its newline and otherwise as it arrived.
+    // Called with each line, without its newline and otherwise as it arrived. It must not throw. If
+    // it does, the lines of the same call of handleFifoData() that follow are lost.
     virtual void handleLine(const String& line) = 0;
 
     // Called instead of handleLine() for a line that is longer than `longest`, that contains a NUL,
@@ -101,8 +102,13 @@ class LineReceiver : public StatusFifoObserver {
         }
         Piece(const Piece&) = delete;
         Piece& operator=(const Piece&) = delete;
+        // If an observer throws, bytes are left. Their whole lines are lost, but an unfinished line
+        // is kept, so that no later call delivers only its end.
         ~Piece() {
-            if (owner != nullptr) owner->newest_ = outer;
+            if (owner == nullptr) return;
+            while (Piece* const piece = oldestWithBytes())
+                if (owner->takeLine(*piece)) owner->forgetLine();
+            owner->newest_ = outer;
         }
 
         Piece* oldestWithBytes() {
