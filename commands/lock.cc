@@ -94,10 +94,14 @@ int recover(const Request& request) {
     const std::string given = request.operands[0];
     if (!isLockName(given)) return failed(given, "not a lock's name");
     const std::string name = bareLockName(given);
-    Guard guard;
-    if (!guard.take()) return FAILED;
     std::list<Lock> locks(1);
-    const int error = readLock(name, &locks.front());
+    int error = readLock(name, &locks.front());
+    // Where there is no lock, no guard is made.
+    Guard guard;
+    if (error == 0) {
+        if (!guard.take()) return FAILED;
+        error = readLock(name, &locks.front());
+    }
     if (error == ENOENT) return refused(name, "there is no such lock");
     if (error != 0) return failed(name, error);
     const Lock& lock = locks.front();

@@ -38,6 +38,12 @@ std::string ofProcess(pid_t process, const char* file) {
     return joined({"/proc/", numberOf(static_cast<unsigned>(process)), "/", file});
 }
 
+// Whether the object can be a lock's, by its kind, size and mode.
+bool isLock(const struct stat& object) {
+    return S_ISREG(object.st_mode) && (object.st_mode & UNFINISHED) == 0 &&
+           object.st_size == static_cast<off_t>(sizeof(pthread_mutex_t));
+}
+
 // The thread that holds the mutex, and whether it is held.
 void examine(const pthread_mutex_t& mutex, bool* isHeld, pid_t* thread) {
 #ifdef __GLIBC__
@@ -112,14 +118,12 @@ int readLock(const std::string& name, Lock* lock) {
     // Looked at first: opening acts on some devices.
     struct stat object;
     if (lstat(path.c_str(), &object) != 0) return errno;
-    if (!S_ISREG(object.st_mode)) return ENOENT;
+    if (!isLock(object)) return ENOENT;
     const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
     if (!file.isOpen()) return errno;
     if (fstat(file.get(), &object) != 0) return errno;
+    if (!isLock(object)) return ENOENT;
     pthread_mutex_t mutex;
-    const bool isLock = S_ISREG(object.st_mode) && (object.st_mode & UNFINISHED) == 0 &&
-                        object.st_size == static_cast<off_t>(sizeof mutex);
-    if (!isLock) return ENOENT;
     if (pread(file.get(), &mutex, sizeof mutex, 0) != static_cast<ssize_t>(sizeof mutex))
         return EIO;
     lock->owner = object.st_uid;

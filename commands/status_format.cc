@@ -39,7 +39,7 @@ const char OTHERS_HEAD[] =
 }  // namespace
 
 std::string lineOf(const std::string& name, const Entry& entry) {
-    const std::string text = escaped(name);
+    std::string text = escaped(name);
     switch (entry.kind) {
         case Entry::VALUE:
             return joined({text, "\t", escaped(entry.text)});

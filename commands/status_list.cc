@@ -95,6 +95,6 @@ int statusList(const Request& request) {
     Listing listing(request);
     const std::string base = directoryOf(request.base);
     if (name.empty()) return listBase(base, &listing);
-    listEntry(base, name, &listing);
+    if (!hasTemporary(name)) listEntry(base, name, &listing);
     return listing.isFound() ? listing.end() : NO;
 }

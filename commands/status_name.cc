@@ -34,11 +34,9 @@ bool isNameUsable(const std::string& name) {
 
 bool isNewNameUsable(const std::string& name) {
     if (!isNameUsable(name)) return false;
-    std::string_view rest = name, component;
-    while (takeComponent(&rest, &component))
-        if (isTemporary(component)) return refuse(name, "the name of a temporary file");
-    const bool isDirectory = name.back() == '/' || component == ".";
-    return !isDirectory || refuse(name, "names a directory");
+    if (hasTemporary(name)) return refuse(name, "the name of a temporary file");
+    const std::string last = name.substr(name.rfind('/') + 1);
+    return (!last.empty() && last != ".") || refuse(name, "names a directory");
 }
 
 bool takeComponent(std::string_view* path, std::string_view* component) {
@@ -52,6 +50,13 @@ bool takeComponent(std::string_view* path, std::string_view* component) {
 bool isTemporary(std::string_view component) {
     const std::string_view prefix = StatusPublisher::TEMPORARY_PREFIX();
     return component.substr(0, prefix.size()) == prefix;
+}
+
+bool hasTemporary(std::string_view name) {
+    std::string_view component;
+    while (takeComponent(&name, &component))
+        if (isTemporary(component)) return true;
+    return false;
 }
 
 std::string normalized(const std::string& name) {

@@ -24,8 +24,10 @@ bool isNewNameUsable(const std::string& name);
 // Takes the first component off a path. False when there is none.
 bool takeComponent(std::string_view* path, std::string_view* component);
 
-// Whether a component is the name of a temporary file, which readers do not see.
+// Whether a component is the name of a temporary file, which readers do not see; whether a name has
+// one.
 bool isTemporary(std::string_view component);
+bool hasTemporary(std::string_view name);
 
 // Without doubled and trailing slashes and "." components: "" for the base itself.
 std::string normalized(const std::string& name);

@@ -22,7 +22,7 @@ typedef std::map<std::string, std::string> Entries;
 const char FILE_NAME[] = "/tmp/velutils-fuzz.conf";
 const char MESSAGES[] = "/tmp/velutils-fuzz.messages";
 
-// The reader's only field stands behind its virtual table.
+// The reader's only field follows its virtual table pointer.
 unsigned long countOf(const ConfigReader& reader) {
     const void* fields[2];
     static_assert(sizeof fields == sizeof reader, "");
