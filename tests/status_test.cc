@@ -320,6 +320,7 @@ class StatusFifo : public StatusTree {
 };
 
 TEST_F(StatusFifo, ReceiversAreToldApartAndRemovedAlone) {
+    EXPECT_EQ(static_cast<mode_t>(S_IFIFO | 0644), modeOf(TREE + "/wan/first"));
     writeFile(TREE + "/wan/second", "a leftover file");
     const unsigned long second = wan_.setupIpcRxFifo("/second", &observer_);
     for (const char* name : {"/second", "/first"}) {
