@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Command lines are read with getopt_long(3), once for each level. One table serves all commands;
-// each accepts the options that its row names.
+// getopt_long(3) reads each level of the command line. All commands share one table of options;
+// each command accepts those that its row lists.
 
 #include "command.h"
 
@@ -29,7 +29,7 @@ const struct option LONG_OPTIONS[] = {
     {nullptr, 0, nullptr, 0},
 };
 
-// Says what is wrong, with the word that it is about.
+// Prints what is wrong, and the word that is.
 void complain(const char* command, std::string_view what, const char* word = nullptr) {
     const std::string quoted = word == nullptr ? "" : joined({" '", escaped(word), "'"});
     say({command, ": ", what, quoted, "; see velutils ", command, " --help"});
@@ -51,7 +51,7 @@ bool readCount(const char* text, uint64_t* count) {
     return true;
 }
 
-// False for a value that the option cannot have.
+// False if the option cannot have this value.
 bool apply(int letter, const char* value, Request* request) {
     switch (letter) {
         case OPTION_BASE:
@@ -79,11 +79,11 @@ bool apply(int letter, const char* value, Request* request) {
 
 enum class Outcome { OPERANDS, HELP, WRONG };
 
-// Reads the options behind argv[0]. optind is then the index of the first operand.
+// Reads the options after argv[0]. Afterwards optind is the index of the first operand.
 Outcome readOptions(const char* command, const char* accepted, int argc, char** argv,
                     Request* request) {
     opterr = 0;
-    optind = 0;  // glibc: begin anew
+    optind = 0;  // makes glibc start over
     for (;;) {
         const int at = optind > 0 ? optind : 1;
         const int letter = getopt_long(argc, argv, SHORT_OPTIONS, LONG_OPTIONS, nullptr);
@@ -91,7 +91,7 @@ Outcome readOptions(const char* command, const char* accepted, int argc, char** 
         if (letter == OPTION_HELP) return Outcome::HELP;
         const char* const text = argv[at];
         if (letter == ':') {
-            complain(command, "a value is missing after", text);
+            complain(command, "no value for option", text);
             return Outcome::WRONG;
         }
         if (letter == '?' || strchr(accepted, letter) == nullptr) {
@@ -99,7 +99,7 @@ Outcome readOptions(const char* command, const char* accepted, int argc, char** 
             return Outcome::WRONG;
         }
         if (!apply(letter, optarg, request)) {
-            complain(command, "wrong value", optarg);
+            complain(command, "invalid value", optarg);
             return Outcome::WRONG;
         }
     }
@@ -134,10 +134,10 @@ int runCommand(const Command& command, int argc, char** argv, Request* request) 
     if (request->base == STATUS_BASE_PROC && strchr(command.options, OPTION_PROC) == nullptr)
         return wrongUsage(*request, "not with -b proc");
     if (request->operandCount < command.fewestOperands)
-        return wrongUsage(*request, "something is missing");
+        return wrongUsage(*request, "missing operand");
     if (command.mostOperands == ANY_NUMBER || request->operandCount <= command.mostOperands)
         return command.run(*request);
-    complain(command.name, "too much:", request->operands[command.mostOperands]);
+    complain(command.name, "extra operand", request->operands[command.mostOperands]);
     return command.failureStatus;
 }
 
@@ -160,7 +160,7 @@ int runFamily(const Family& family, int argc, char** argv) {
             break;
     }
     if (optind == argc) {
-        complain(family.name, "a command is missing");
+        complain(family.name, "missing command");
         return FAILED;
     }
     const std::string name = joined({family.name, " ", argv[optind]});

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// The families of commands, and how a command line becomes a request to one of them.
+// The command families, and how a command line becomes a request to one of their commands.
 //
-// A command line is: velutils FAMILY [family's options] COMMAND [options] OPERANDS. Options end at
-// the first operand, or at "--".
+//     velutils FAMILY [FAMILY'S OPTIONS] COMMAND [OPTIONS] OPERANDS
+//
+// At each level, options end at the first word that is not one, or at "--".
 
 #ifndef VELUTILS_COMMANDS_COMMAND_H
 #define VELUTILS_COMMANDS_COMMAND_H
@@ -44,13 +45,13 @@ struct Request {
 const int ANY_NUMBER = -1;
 
 struct Command {
-    const char* name;     // with its family's, as "status get"
-    const char* options;  // letters
+    const char* name;     // includes the family's, as in "status get"
+    const char* options;  // the letters of those that it takes
     int fewestOperands;
     int mostOperands;  // or ANY_NUMBER
     int failureStatus;
-    const char* usage;  // what follows the name
-    const char* help;   // lines, each with its newline
+    const char* usage;  // the rest of the command line
+    const char* help;   // whole lines
     int (*run)(const Request&);
 };
 
@@ -58,7 +59,7 @@ struct Family {
     const char* name;
     const char* options;
     const char* summary;
-    const Command* commands;  // one without a name of its own stands for the family
+    const Command* commands;  // a single one stands for the family itself
     int commandCount;
 };
 
@@ -67,11 +68,11 @@ extern const Family CONFIG_FAMILY;
 extern const Family LOCK_FAMILY;
 extern const Family EVENTS_FAMILY;
 
-// Reads the command line from the family's name on, runs what it asks for and returns the exit
+// Runs the command that argv, which begins with the family's name, asks for. Returns the exit
 // status.
 int runFamily(const Family& family, int argc, char** argv);
 
-// Says what is wrong with a request, and where help is. Returns the failure status.
+// Prints what is wrong with a request, and how to get help. Returns the failure status.
 int wrongUsage(const Request& request, std::string_view what);
 
 #endif

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// velutils config: configuration files as ConfigReader takes them.
+// velutils config: configuration files as ConfigReader reads them.
 
 #include "config_check.h"
 #include "config_file.h"
@@ -56,7 +56,8 @@ int list(const Request& request) {
 
 const Command COMMANDS[] = {
     {"config check", "", 1, ANY_NUMBER, FAILED, "FILE...",
-     "Prints what the library's reader will not take as it was meant, as FILE:LINE: MESSAGE.\n"
+     "Prints the lines that the library's reader reads differently from what was meant, as\n"
+     "FILE:LINE: MESSAGE.\n"
      "\n"
      "Exit status: 0 nothing found, 1 something found, 2 a file could not be read.\n",
      check},

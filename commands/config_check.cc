@@ -21,14 +21,14 @@ bool isBlankPiece(const Piece& piece) {
     return std::all_of(piece.text.begin(), piece.text.end(), isBlank);
 }
 
-// "#" after blanks at the start.
+// Whether blanks and then "#" begin the text.
 bool looksLikeComment(const Piece& piece) {
     const size_t first = static_cast<size_t>(
         std::find_if_not(piece.text.begin(), piece.text.end(), isBlank) - piece.text.begin());
     return first > 0 && first < piece.text.size() && piece.text[first] == '#';
 }
 
-// A "#" after a blank, with something before it.
+// Whether a "#" follows a blank, and something precedes both.
 bool holdsComment(const std::string& value) {
     for (size_t i = 1; i < value.size(); ++i)
         if (value[i] == '#' && isBlank(value[i - 1])) return true;
@@ -46,20 +46,20 @@ class Check {
     std::list<Finding> run() {
         if (startsWith(file_, "\xEF\xBB\xBF") || startsWith(file_, "\xFE\xFF") ||
             startsWith(file_, "\xFF\xFE"))
-            add(1, {"a byte order mark: it is taken for the beginning of the first key"});
+            add(1, {"byte order mark: it becomes part of the first key"});
         for (Piece piece; nextPiece(file_, &piece);) examine(piece);
         return findings_;
     }
 
   private:
     void examine(const Piece& piece) {
-        // A newline alone is the end of a line that just fits.
+        // A newline alone ends a line of exactly one piece.
         if (piece.offset > 0 && file_[piece.begin] != '\n')
             add(piece.line, {"longer than 1022 bytes: cut after byte ", numberOf(piece.offset),
                              ", and the rest ", fate(piece)});
         checkEnd(piece);
         if (piece.text.size() < piece.end - piece.begin)
-            add(piece.line, {"a NUL: what follows it is not read"});
+            add(piece.line, {"NUL: what follows it is not read"});
         if (!isComment(piece)) checkText(piece);
     }
 
@@ -71,7 +71,7 @@ class Check {
 
     void checkEnd(const Piece& piece) {
         const bool isCrLf = piece.end >= 2 && file_.compare(piece.end - 2, 2, "\r\n") == 0;
-        if (isCrLf && !hasCrLf_) add(piece.line, {"CR LF ends the line"});
+        if (isCrLf && !hasCrLf_) add(piece.line, {"the line ends with CR LF"});
         hasCrLf_ = hasCrLf_ || isCrLf;
     }
 
@@ -86,23 +86,23 @@ class Check {
     void checkEntry(const Piece& piece) {
         const std::string key = keyOf(piece);
         const std::string written = withoutBlankEnds(piece.text.substr(0, piece.text.find('=')));
-        if (key.empty()) add(piece.line, {"an empty key"});
+        if (key.empty()) add(piece.line, {"empty key"});
         if (written != key)
             add(piece.line,
                 {"blanks inside a key vanish: ", quoted(written), " is read as ", quoted(key)});
         if (holdsComment(valueOf(piece)))
-            add(piece.line, {"\" #\" after a value is a part of it: ", quoted(valueOf(piece))});
+            add(piece.line, {"\" #\" after a value is part of it: ", quoted(valueOf(piece))});
         const auto first = lines_.emplace(key, numberOf(piece.line));
         if (!first.second)
-            add(piece.line, {"the key ", quoted(key), " is given in line ", first.first->second,
-                             " before, which counts"});
+            add(piece.line, {"key ", quoted(key), " was already given on line ",
+                             first.first->second, ", which counts"});
     }
 
     void add(size_t line, Pieces message) { findings_.push_back({line, joined(message)}); }
 
     const std::string& file_;
     std::list<Finding> findings_;
-    std::map<std::string, std::string> lines_;  // of the keys
+    std::map<std::string, std::string> lines_;  // where each key was first given
     bool hasCrLf_ = false;
 };
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What in a configuration file ConfigReader will not take as its author meant it.
+// Finds the lines of a configuration file that ConfigReader reads differently from what their
+// author meant.
 
 #ifndef VELUTILS_COMMANDS_CONFIG_CHECK_H
 #define VELUTILS_COMMANDS_CONFIG_CHECK_H
@@ -12,10 +13,10 @@
 
 struct Finding {
     size_t line;
-    std::string message;  // what it quotes is escaped
+    std::string message;  // quoted parts are escaped
 };
 
-// In the order of the lines.
+// In line order.
 std::list<Finding> findingsIn(const std::string& file);
 
 #endif

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Tried against ConfigReader by fuzz/config_file.cc.
+// fuzz/config_file.cc compares this with ConfigReader.
 
 #include "config_file.h"
 

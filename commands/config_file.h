@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A configuration file as ConfigReader takes it, with what it passes over.
+// A configuration file cut into pieces as ConfigReader cuts it, including those that it skips.
 
 #ifndef VELUTILS_COMMANDS_CONFIG_FILE_H
 #define VELUTILS_COMMANDS_CONFIG_FILE_H
@@ -8,34 +8,34 @@
 #include <map>
 #include <string>
 
-// The most bytes that the reader takes at once. A longer line is several pieces to it.
+// The reader takes at most this many bytes at once, and treats a longer line as several.
 const size_t PIECE_SIZE = 1022;
 
-// What the reader takes at once: up to a newline, or PIECE_SIZE bytes.
+// What the reader takes at once: all up to a newline, but no more than PIECE_SIZE bytes.
 struct Piece {
     size_t begin = 0;   // in the file
     size_t end = 0;     // after the newline, if it has one
     size_t line = 1;    // as an editor counts
-    size_t offset = 0;  // in the line: not 0 where the piece before left off
+    size_t offset = 0;  // in the line: not 0 for the rest of a long line
     std::string text;   // up to the first NUL
 };
 
-// Takes the piece that begins where `piece` ends; the first one for Piece(). False at the end.
+// Moves on to the next piece; from Piece(), to the first. False at the end of the file.
 bool nextPiece(const std::string& file, Piece* piece);
 
-// Whether the piece is an entry: not a comment, and with a "=".
+// Whether the piece is an entry: it has a "=" and is not a comment.
 bool isEntry(const Piece& piece);
 std::string keyOf(const Piece& piece);    // REQUIRES: it is an entry
 std::string valueOf(const Piece& piece);  // REQUIRES: it is an entry
 
-// Bytes that are no part of keys, and not at the ends of values.
+// Whether the reader removes the byte from keys and from the ends of values.
 bool isBlank(char ch);
 std::string withoutBlankEnds(const std::string& text);
 
-// The entries. Of several with one key the first counts.
+// The entries. The first of several with the same key counts.
 std::map<std::string, std::string> entriesOf(const std::string& file);
 
-// Reads a whole file. 0 or an error number.
+// Reads a whole file. Returns 0 or an error number.
 int readFile(const char* path, std::string* content);
 
 #endif

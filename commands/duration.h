@@ -1,26 +1,26 @@
 // SPDX-License-Identifier: MIT
 //
-// Times to wait, by the monotonic clock.
+// Durations, and deadlines by the monotonic clock.
 
 #ifndef VELUTILS_COMMANDS_DURATION_H
 #define VELUTILS_COMMANDS_DURATION_H
 
 #include <stdint.h>
 
-// Reads seconds: digits, and a fraction of any length after a point. False for any other text.
-// Longer than 30 years counts as 30 years.
+// Reads a number of seconds: digits, and optionally a point and more digits. False for any other
+// text. More than 30 years count as 30 years.
 bool parseSeconds(const char* text, int64_t* nanoseconds);
 
-// A moment from now, or none.
+// A moment, or never.
 class Deadline {
   public:
     static Deadline never() { return Deadline(NEVER); }
     static Deadline in(int64_t nanoseconds);
 
     bool isOver() const;
-    // For poll(2): milliseconds, rounded up, -1 without a moment.
+    // The time left for poll(2): milliseconds, rounded up, or -1.
     int pollTime() const;
-    // Of the monotonic clock, no more than `most` nanoseconds from now.
+    // This moment or `most` nanoseconds from now, whichever comes first, by CLOCK_MONOTONIC.
     struct timespec atMost(int64_t most) const;
 
   private:
@@ -29,7 +29,7 @@ class Deadline {
     explicit Deadline(int64_t at) : at_(at) {}
     static int64_t now();
 
-    int64_t at_;  // nanoseconds of the monotonic clock
+    int64_t at_;  // ns of CLOCK_MONOTONIC
 };
 
 #endif

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Escapes are made byte by byte. UTF-8 is repaired first, so that they see whole characters only.
+// UTF-8 is repaired first, so the escaping byte by byte meets whole characters only.
 
 #include "escape.h"
 
@@ -21,14 +21,14 @@ struct Sequence {
     bool isCharacter;
 };
 
-// The character at i, or what there is of one.
+// The character that begins at i, or as much of it as there is.
 Sequence sequenceAt(std::string_view bytes, size_t i) {
     const unsigned first = byteAt(bytes, i);
     if (first < 0x80) return {1, true};
     if (first < 0xC2 || first > 0xF4) return {1, false};
     const size_t length = first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
-    // The second byte is bounded where a longer form than needed, a surrogate or a number above
-    // 0x10FFFF would follow.
+    // After some first bytes the second has a smaller range: others would make an overlong form, a
+    // surrogate or a number above 0x10FFFF.
     unsigned lowest = first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
     unsigned highest = first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;
     for (size_t n = 1; n < length; ++n) {

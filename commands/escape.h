@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Any bytes as text that a line, JSON or Prometheus can hold.
+// Turns any bytes into text for a line, for JSON and for Prometheus.
 
 #ifndef VELUTILS_COMMANDS_ESCAPE_H
 #define VELUTILS_COMMANDS_ESCAPE_H
@@ -8,18 +8,18 @@
 #include <string>
 #include <string_view>
 
-// For a line: a backslash as \\, a newline as \n, a tab as \t, other bytes outside 0x20 to 0x7e as
-// \xhh. Reversible.
+// For a line: a backslash becomes \\, a newline \n, a tab \t and every other byte outside 0x20 to
+// 0x7e \xhh. This can be reversed.
 std::string escaped(std::string_view bytes);
 
-// A JSON string (RFC 8259) with its quotes. Control characters, C1 included, are escaped.
+// A JSON string (RFC 8259) with its quotes. All control characters are escaped, C1 too.
 std::string jsonString(std::string_view bytes);
 
-// The value of a label in Prometheus' text format, with its quotes.
+// A label value of Prometheus' text format, with its quotes.
 std::string labelValue(std::string_view bytes);
 
-// The bytes as UTF-8 (RFC 3629): each sequence that is none becomes one U+FFFD, where a sequence
-// goes as far as it could still have become a character.
+// The bytes as UTF-8 (RFC 3629). U+FFFD replaces each byte that cannot begin a character, and each
+// beginning of a character that does not go on as it must.
 std::string asUtf8(std::string_view bytes);
 
 #endif

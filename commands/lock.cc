@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// velutils lock list, recover: the named locks from outside.
+// velutils lock list and recover: named locks seen from outside.
 
 #include <velutils++/locks.h>
 
@@ -21,7 +21,7 @@
 
 namespace {
 
-// Under which named locks are opened and made.
+// The semaphore under which the library opens and creates named locks.
 const char GUARD_FILE[] = "/usr/lib/libvelutils++.so.1.0.0";
 const int GUARD_ID = 1;
 
@@ -49,8 +49,8 @@ int list(const Request&) {
     return status;
 }
 
-// The guard, held while this lives: nobody opens a lock meanwhile. The kernel takes it back when
-// this process ends.
+// Holds the guard while it lives: until then no process can open a lock. If this process is killed,
+// the kernel releases it.
 class Guard {
   public:
     Guard() : semaphore_(GUARD_FILE, GUARD_ID) {}
@@ -58,7 +58,7 @@ class Guard {
         if (isHeld_) semaphore_.unlock();
     }
 
-    // Says why not.
+    // Prints why it fails.
     bool take() {
         if (semaphore_.init() != 0) {
             failed(GUARD_FILE, "the guard of the locks cannot be used");
@@ -73,7 +73,7 @@ class Guard {
     }
 
   private:
-    // The library trusts no other.
+    // The library refuses a guard of another user.
     static bool isOwn() {
         struct semid_ds status;
         const int set = semget(ftok(GUARD_FILE, GUARD_ID), 1, 0);
@@ -92,11 +92,11 @@ int refuseRecovery(const Lock& lock, const char* why) {
 
 int recover(const Request& request) {
     const std::string given = request.operands[0];
-    if (!isLockName(given)) return failed(given, "not a lock's name");
+    if (!isLockName(given)) return failed(given, "not a lock name");
     const std::string name = bareLockName(given);
     std::list<Lock> locks(1);
     int error = readLock(name, &locks.front());
-    // Where there is no lock, no guard is made.
+    // Without a lock, do not create a guard.
     Guard guard;
     if (error == 0) {
         if (!guard.take()) return FAILED;
@@ -119,8 +119,9 @@ const char RUN[] = {OPTION_TRY, OPTION_TIMEOUT, '\0'};
 const Command COMMANDS[] = {
     {"lock run", RUN, 2, ANY_NUMBER, LOCK_RUN_FAILED,
      "[--try | --timeout S] NAME [--] COMMAND [ARGUMENT...]",
-     "Runs COMMAND while holding the recursive lock of that name. HUP, INT, QUIT, TERM, USR1 and\n"
-     "USR2 are passed on to it.\n"
+     "Runs COMMAND while holding the recursive lock of that name. Passes HUP, INT, QUIT, TERM, "
+     "USR1\n"
+     "and USR2 on to it.\n"
      "\n"
      "  --try        do not wait for the lock\n"
      "  --timeout S  wait no longer than this, in seconds\n"
@@ -134,9 +135,9 @@ const Command COMMANDS[] = {
      "Exit status: 0 done, 2 something could not be read.\n",
      list},
     {"lock recover", "", 1, 1, FAILED, "NAME",
-     "Removes a lock that a process that is gone left held, if no process has it open.\n"
+     "Removes a lock whose holder is gone, if no process has it open.\n"
      "\n"
-     "Exit status: 0 done, 1 there is nothing to recover, 2 failed.\n",
+     "Exit status: 0 done, 1 nothing to recover, 2 failed.\n",
      recover},
 };
 

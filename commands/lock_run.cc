@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
-// velutils lock run: a program under a lock.
+// velutils lock run: runs a program under a lock.
 //
-// A mutex whose holder ends stays held, so from before the lock is taken until after it is given
-// back no signal but SIGKILL may end this process: all are blocked, and the dispositions stay as
-// they were. While it waits it opens the gate between slices, when it holds nothing; a signal then
-// takes effect as it would anywhere. COMMAND gets the mask from before.
+// A mutex stays held when its holder dies. So this process blocks all signals before it takes the
+// lock and until it has released it; only SIGKILL can end it in between. It leaves the dispositions
+// alone. While it waits for the lock it restores the old mask every 100 ms, when it holds nothing,
+// and pending signals take effect as usual. COMMAND starts with the old mask.
 //
-// The library's lock() cannot be left at a time limit. So the wait is on the mutex itself, in a
-// mapping of one's own, and the library's object then takes it once more: from there on it is the
-// library's alone.
+// The library's lock() has no time limit. So this process waits on the mutex itself, through a
+// mapping of its own. Then the library's object locks the mutex once more, which never waits
+// because the mutex is recursive, and the first lock is released.
 
 #include "lock_run.h"
 
@@ -32,10 +32,10 @@
 
 namespace {
 
-// How long a signal may have to wait. A waiter that is woken gets the lock at once.
+// The longest that a signal waits. A lock that becomes free is taken at once.
 const int64_t SLICE = 100 * 1000 * 1000;  // ns
 
-// The mutex of a lock that the library has opened.
+// Maps the mutex of a lock that the library has opened.
 class MappedMutex {
   public:
     explicit MappedMutex(const std::string& name) {
@@ -61,7 +61,7 @@ class MappedMutex {
     pthread_mutex_t* mutex_ = nullptr;
 };
 
-// Lets the signals in that arrived.
+// Lets pending signals take effect.
 void admitSignals(const sigset_t& before) {
     sigset_t held;
     sigemptyset(&held);
@@ -69,7 +69,7 @@ void admitSignals(const sigset_t& before) {
     setSignalMask(SIG_SETMASK, held, nullptr);
 }
 
-// Takes the mutex. 0, ETIMEDOUT, or another error number.
+// Locks the mutex. Returns 0, ETIMEDOUT or another error number.
 int await(pthread_mutex_t* mutex, const Deadline& deadline, const sigset_t& before) {
     for (;;) {
         const struct timespec until = deadline.atMost(SLICE);
@@ -79,7 +79,7 @@ int await(pthread_mutex_t* mutex, const Deadline& deadline, const sigset_t& befo
     }
 }
 
-// Takes the lock, waiting for it until the deadline. 0, EBUSY, or another number.
+// Takes the lock, and waits for it until the deadline. Returns 0, EBUSY, or another number.
 int take(const std::string& name, CRecursiveSemaphore* lock, const Deadline& deadline,
          const sigset_t& before) {
     const int error = lock->trylock();
@@ -108,13 +108,13 @@ bool isForwarded(int signal) {
     return false;
 }
 
-// Passes a signal on. One from the terminal has reached all of its foreground group already.
+// Passes a signal on. The terminal sends its signals to the whole foreground process group itself.
 void forward(const siginfo_t& signal, pid_t child) {
     const bool isFromTerminal = signal.si_code == SI_KERNEL && getpgid(child) == getpgrp();
     if (isForwarded(signal.si_signo) && !isFromTerminal) kill(child, signal.si_signo);
 }
 
-// Waits for the end of the child. Returns its exit status as a shell gives it.
+// Waits until the child ends. Returns its exit status as a shell would.
 int attend(pid_t child) {
     const sigset_t signals = endingSignals();
     for (;;) {
@@ -129,7 +129,7 @@ int attend(pid_t child) {
 
 // Runs the command. Returns its exit status, or -1 with errno.
 int run(char** command, const sigset_t& mask) {
-    // Where it was ignored the child's end could not be waited for.
+    // While it is ignored, the kernel reaps children and nobody can wait for them.
     struct sigaction standard = {}, before;
     standard.sa_handler = SIG_DFL;
     sigaction(SIGCHLD, &standard, &before);
@@ -138,7 +138,7 @@ int run(char** command, const sigset_t& mask) {
     return child == -1 ? -1 : attend(child);
 }
 
-// The command behind NAME and an optional "--"; null when there is none.
+// The command after NAME and an optional "--"; null if there is none.
 char** commandOf(const Request& request) {
     char** command = request.operands + 1;
     if (strcmp(*command, "--") == 0) ++command;
@@ -151,8 +151,8 @@ int lockRun(const Request& request) {
     if (request.tryOnce && request.isTimed)
         return wrongUsage(request, "--try and --timeout exclude each other");
     char** const command = commandOf(request);
-    if (command == nullptr) return wrongUsage(request, "COMMAND is missing");
-    if (!isLockName(request.operands[0])) return failed(request.operands[0], "not a lock's name");
+    if (command == nullptr) return wrongUsage(request, "missing COMMAND");
+    if (!isLockName(request.operands[0])) return failed(request.operands[0], "not a lock name");
     const std::string name = joined({"/", bareLockName(request.operands[0])});
     const Deadline deadline = request.tryOnce   ? Deadline::in(0)
                               : request.isTimed ? Deadline::in(request.timeout)
@@ -168,6 +168,6 @@ int lockRun(const Request& request) {
     const int failure = errno;
     const int unlocked = lock.unlock();
     if (status == -1) return failed(command[0], failure);
-    if (unlocked != 0) return failed(bareLockName(name), "the lock could not be given back");
+    if (unlocked != 0) return failed(bareLockName(name), "the lock could not be released");
     return status;
 }

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// An object is read, not mapped: mapping would make this process one of its users. A holder is
-// known by its thread's number, users by the device and inode of what they have mapped.
+// Objects are read, not mapped: mapping one would make this process one of its users. A mutex names
+// the thread that holds it; users are the processes that map the object's device and inode.
 //
-// A thread's number can come to belong to another thread after its death. So a holder counts as
-// alive only if its process has the object mapped, or hides what it has.
+// When a thread ends, its number may go to another one. So a holder counts as alive only if its
+// process maps the object, or does not let us see what it maps.
 
 #include "lock_table.h"
 
@@ -31,20 +31,20 @@ namespace {
 
 const char DIRECTORY[] = "/dev/shm/";
 
-// The bit that the library sets while a mutex is not yet ready.
+// The library sets this bit until the mutex is initialised.
 const mode_t UNFINISHED = S_ISVTX;
 
 std::string ofProcess(pid_t process, const char* file) {
     return joined({"/proc/", numberOf(static_cast<unsigned>(process)), "/", file});
 }
 
-// Whether the object can be a lock's, by its kind, size and mode.
+// Whether the object is a lock's, by its type, size and mode.
 bool isLock(const struct stat& object) {
     return S_ISREG(object.st_mode) && (object.st_mode & UNFINISHED) == 0 &&
            object.st_size == static_cast<off_t>(sizeof(pthread_mutex_t));
 }
 
-// The thread that holds the mutex, and whether it is held.
+// Finds out whether the mutex is held, and by which thread.
 void examine(const pthread_mutex_t& mutex, bool* isHeld, pid_t* thread) {
 #ifdef __GLIBC__
     *isHeld = mutex.__data.__lock != 0;
@@ -54,7 +54,7 @@ void examine(const pthread_mutex_t& mutex, bool* isHeld, pid_t* thread) {
 #endif
 }
 
-// The process of a thread; 0 when there is none.
+// The process that a thread belongs to; 0 if the thread does not exist.
 pid_t processOf(pid_t thread) {
     std::string status;
     if (thread <= 0 || readFile(ofProcess(thread, "status").c_str(), &status) != 0) return 0;
@@ -62,7 +62,7 @@ pid_t processOf(pid_t thread) {
     return line == std::string::npos ? 0 : atoi(status.c_str() + line + 6);
 }
 
-// Adds the process to the locks that its line of /proc/PID/maps speaks of.
+// Adds the process to the users of the lock that is mapped in a line of its /proc/PID/maps.
 void addUser(pid_t process, const char* line, std::list<Lock>* locks) {
     unsigned major, minor;
     unsigned long long inode;
@@ -74,7 +74,7 @@ void addUser(pid_t process, const char* line, std::list<Lock>* locks) {
     }
 }
 
-// In the order of their numbers, which is that of /proc.
+// In numerical order, as /proc lists them.
 std::vector<pid_t> processes() {
     std::vector<pid_t> found;
     DIR* const stream = opendir("/proc");
@@ -115,7 +115,7 @@ int readLock(const std::string& name, Lock* lock) {
     *lock = Lock();
     lock->name = name;
     const std::string path = joined({DIRECTORY, name});
-    // Looked at first: opening acts on some devices.
+    // Before the open, which has effects on some devices.
     struct stat object;
     if (lstat(path.c_str(), &object) != 0) return errno;
     if (!isLock(object)) return ENOENT;

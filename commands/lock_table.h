@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The named locks of the machine, looked at from outside: the objects in /dev/shm, the mutexes in
-// them, and the processes that have them open.
+// Looks at named locks from outside: at the objects in /dev/shm, the mutexes in them and the
+// processes that have them open.
 
 #ifndef VELUTILS_COMMANDS_LOCK_TABLE_H
 #define VELUTILS_COMMANDS_LOCK_TABLE_H
@@ -13,29 +13,28 @@
 #include <string>
 #include <vector>
 
-// Whether a name can be a lock's: up to 255 characters without "/" but for one in front.
+// Whether a lock can have the name: up to 255 characters, and no "/" except in front.
 bool isLockName(const std::string& name);
 
-// Without the "/" in front.
+// The name without a "/" in front.
 std::string bareLockName(const std::string& name);
 
 struct Lock {
-    enum State { FREE, HELD, ABANDONED };  // ABANDONED: held by a process that is gone
+    enum State { FREE, HELD, ABANDONED };  // ABANDONED: its holder is gone
     std::string name;
     State state = FREE;
-    pid_t holder = 0;  // 0 without one, or when the platform does not tell
+    pid_t holder = 0;  // 0: none, or unknown
     std::vector<pid_t> users;
-    // Of the object.
+    // The object's.
     uid_t owner = 0;
     uint64_t device = 0;
     uint64_t inode = 0;
 };
 
-// Looks at the object of that name. 0 or an error number; ENOENT when there is none, or it is not a
-// lock's. Who uses it is left out.
+// Reads all but the users of a lock. Returns 0 or an error number, ENOENT if no lock has that name.
 int readLock(const std::string& name, Lock* lock);
 
-// Adds who uses the locks, and whether a holder is gone.
+// Fills in the users of the locks, and finds out whether holders are gone.
 void findUsers(std::list<Lock>* locks);
 
 // NAME<TAB>STATE<TAB>HOLDER<TAB>USERS, without a newline.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// velutils: what daemons have in the library, for scripts and people.
+// velutils: the library for shell scripts and people.
 
 #include <string.h>
 #include <syslog.h>
@@ -38,17 +38,17 @@ int dispatch(int argc, char** argv) {
         put({"velutils " VELUTILS_VERSION "\n"});
         return DONE;
     }
-    if (argc < 2) return wrong({"a family of commands is missing"});
+    if (argc < 2) return wrong({"missing family of commands"});
     for (const Family* const family : FAMILIES)
         if (strcmp(argv[1], family->name) == 0) return runFamily(*family, argc - 1, argv + 1);
-    return wrong({"unknown: '", escaped(argv[1]), "'"});
+    return wrong({"unknown family '", escaped(argv[1]), "'"});
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     beginReport();
-    // The library logs why a lock cannot be used: here it is said to the caller, too.
+    // The library logs why it cannot use a lock. LOG_PERROR prints that for the caller, too.
     openlog("velutils", LOG_PERROR, LOG_USER);
     setlogmask(LOG_UPTO(LOG_ERR));
     const int status = dispatch(argc, argv);

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// Where a directory follows on the way, only its removal and renaming are watched for, so that
-// little of what else happens in /tmp wakes anything up. Where the next component is missing, a
-// link or what was asked for, all changes of entries are. The kernel reports a removed directory
-// itself only when nobody has it open any more, hence its entry is watched, too.
+// If the path continues with a directory, only removing and renaming that directory matter, and
+// other changes in the parent (/tmp, say) wake nobody. If the next component is missing, is a link
+// or is the file itself, all changes of entries matter. The kernel reports that a watched directory
+// was removed only when no process has it open any more, so its entry in the parent is watched as
+// well.
 //
-// Watches are added before a path is believed: it is walked again until a walk adds no new one.
+// A change between looking and watching would be missed. So the path is walked again until a walk
+// adds no new watch.
 
 #include "path_watch.h"
 
@@ -28,10 +30,10 @@ const uint32_t ITSELF = IN_DELETE_SELF | IN_MOVE_SELF;
 const uint32_t ENTRIES =
     IN_CREATE | IN_CLOSE_WRITE | IN_MOVED_FROM | IN_MOVED_TO | IN_DELETE | IN_ATTRIB;
 
-// As many as the kernel follows.
+// The kernel's limit.
 const int MOST_LINKS = 40;
 
-// A path that changes so often while it is walked is left to the changes that this makes.
+// A path that is still changing after so many walks has changes in the queue, and is walked again.
 const int MOST_WALKS = 10;
 
 std::string parentOf(const std::string& directory) {
@@ -39,7 +41,7 @@ std::string parentOf(const std::string& directory) {
     return slash == std::string::npos ? "" : directory.substr(0, slash);
 }
 
-// Empty when it is no link any more.
+// Empty if it is no longer a link.
 std::string targetOf(const std::string& link) {
     char target[PATH_MAX];
     const ssize_t n = readlink(link.c_str(), target, sizeof target);
@@ -76,7 +78,7 @@ bool ChangeQueue::await(const Deadline& deadline, Output output) {
     struct pollfd ready[] = {{fd_, POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
     const nfds_t count = output == Output::LOOK_AFTER ? 2 : 1;
     const int n = poll(ready, count, deadline.pollTime());
-    if (n < 0) return true;  // a signal: the queue says whether there is something
+    if (n < 0) return true;  // a signal; try to read again
     if (n == 0) return !deadline.isOver();
     return ready[1].revents == 0;
 }
@@ -92,7 +94,7 @@ bool ChangeQueue::next(const Deadline& deadline, Output output, Change* change) 
     memcpy(&event, buffer_ + at_, sizeof event);
     *change = {event.wd, event.mask, event.len > 0 ? buffer_ + at_ + sizeof event : ""};
     at_ += sizeof event + event.len;
-    // The kernel has dropped the watch: the file is gone, or its file system.
+    // The kernel dropped the watch with the file or its file system.
     if ((event.mask & IN_IGNORED) != 0) uses_.erase(event.wd);
     return true;
 }
@@ -104,7 +106,7 @@ const char* watchFailure(int error) {
 }
 
 int PathWatch::follow(const std::string& path) {
-    drop(watches_);  // with the kinds of changes that they were for
+    drop(watches_);  // so that old kinds of changes do not add up
     watches_.clear();
     int error = 0;
     bool isNew = true;
@@ -150,8 +152,8 @@ int PathWatch::walk(const std::string& path, Watches* watches) {
     return error != 0 ? error : watch(directory, 0, "", watches);
 }
 
-// What is gone is left to the directory that was to hold it. What may not be watched is believed to
-// stay, unless its entries matter.
+// It is no error if the directory is gone: the next walk sees that. Nor if it may not be watched
+// and only its removal would matter.
 int PathWatch::watch(const std::string& directory, uint32_t mask, std::string_view name,
                      Watches* watches) {
     const int watch = queue_->add(joined({directory, "/"}).c_str(), mask | ITSELF | IN_ONLYDIR);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Changes of files as inotify(7) reports them, and what a path leads to.
+// File changes reported by inotify(7), and watches on what a path leads to.
 
 #ifndef VELUTILS_COMMANDS_PATH_WATCH_H
 #define VELUTILS_COMMANDS_PATH_WATCH_H
@@ -17,11 +17,11 @@
 struct Change {
     int watch;
     uint32_t mask;
-    std::string name;  // of the entry of a directory, or empty
+    std::string name;  // of a directory's entry; empty for the watched file itself
 };
 
-// The kernel's queue of changes. The same file or directory has one watch, however often it is
-// added, and each add() needs its remove().
+// The kernel's queue of changes. A file has one watch, however often it is added; the kernel drops
+// it after as many remove()s as add()s.
 class ChangeQueue {
   public:
     ChangeQueue();
@@ -29,15 +29,15 @@ class ChangeQueue {
     ChangeQueue& operator=(const ChangeQueue&) = delete;
     ~ChangeQueue();
 
-    // 0 or an error number.
+    // Returns 0 or an error number.
     int open();
 
-    // Adds the kinds of changes to those that are watched for. Returns the watch, or -1 with errno.
+    // Watches for more kinds of changes. Returns the watch, or -1 with errno.
     int add(const char* path, uint32_t mask);
     void remove(int watch);
 
-    // Waits for the next change. False when the time is up first or, with an output to look after,
-    // its reader leaves.
+    // Waits for the next change. False when the time is up or, with LOOK_AFTER, when nobody reads
+    // standard output any more.
     enum class Output { IGNORE, LOOK_AFTER };
     bool next(const Deadline& deadline, Output output, Change* change);
 
@@ -51,17 +51,17 @@ class ChangeQueue {
     size_t end_ = 0;
 };
 
-// Why a watch could not be added, for people.
+// Says why add() or open() failed.
 const char* watchFailure(int error);
 
-// Watches all that decides where a path leads: each directory on the way, and in it the entry that
-// the path goes on with.
+// Watches everything that decides where a path leads: each directory on the way, and the entry in
+// it that the path continues with.
 class PathWatch {
   public:
     explicit PathWatch(ChangeQueue* queue) : queue_(queue) {}
 
-    // Begins anew, with the path as it leads now. What the path leads to is to be looked at after
-    // this, and again after each change that concerns it. 0 or an error number.
+    // Watches where the path leads now. Look at the file after this call, and call again after each
+    // change that concerns the path. Returns 0 or an error number.
     int follow(const std::string& path);
 
     bool concerns(const Change& change) const;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Text of several pieces. A list of them takes half the code of a chain of "+".
+// Text made of several pieces. A list takes half the code of a chain of "+".
 
 #ifndef VELUTILS_COMMANDS_PIECES_H
 #define VELUTILS_COMMANDS_PIECES_H
@@ -14,7 +14,7 @@ typedef std::initializer_list<std::string_view> Pieces;
 void append(std::string* text, Pieces pieces);
 std::string joined(Pieces pieces);
 
-// Decimal.
+// The number in decimal.
 std::string numberOf(unsigned long long number);
 
 #endif

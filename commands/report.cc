@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Messages, output and exit statuses. Output goes through a buffer of its own: stdio would keep an
-// error until the program ends, and then lose its reason.
+// Output does not go through stdio, which loses the reason of a failed write.
 
 #include "report.h"
 
@@ -24,7 +23,7 @@ int failureStatus = FAILED;
 std::string* output = nullptr;
 bool isOutputUsed = false;
 
-// Writes all of it. Returns 0 or an error number.
+// Writes everything. Returns 0 or an error number.
 int writeAll(int fd, const char* p, size_t n) {
     while (n > 0) {
         const ssize_t written = write(fd, p, n);
@@ -52,7 +51,7 @@ void beginReport() {
     static std::string buffer;
     output = &buffer;
     std::set_new_handler(endOutOfMemory);
-    // Neither readable nor writable, and closed in programs started from here, as it was.
+    // O_PATH allows neither reading nor writing. Programs started later find the descriptor closed.
     int fd;
     do fd = open("/", O_PATH | O_CLOEXEC);
     while (fd >= 0 && fd <= STDERR_FILENO);
@@ -106,7 +105,7 @@ void endOutput() {
     if (isOutputUsed && close(STDOUT_FILENO) != 0) endUnwritten(errno);
 }
 
-// Says it without memory.
+// Allocates nothing.
 void endOutOfMemory() {
     const char text[] = "velutils: out of memory\n";
     writeAll(STDERR_FILENO, text, sizeof text - 1);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Signals held back. The kernel's own call is used: that of the C library leaves out two signals
-// which it keeps for threads, and which end a process like others.
+// Blocks signals with the kernel's own call. The C library's leaves out two signals that it
+// reserves for threads, but those end a process like others.
 
 #ifndef VELUTILS_COMMANDS_SIGNALS_H
 #define VELUTILS_COMMANDS_SIGNALS_H
@@ -16,7 +16,7 @@ inline void setSignalMask(int how, const sigset_t& signals, sigset_t* before) {
     syscall(SYS_rt_sigprocmask, how, &signals, before, _NSIG / 8);
 }
 
-// Holds signals back while it lives. Those that arrived then take effect.
+// Blocks signals while it lives. Those that arrived take effect afterwards.
 class SignalsHeld {
   public:
     explicit SignalsHeld(const sigset_t& signals) {
@@ -27,14 +27,14 @@ class SignalsHeld {
     SignalsHeld& operator=(const SignalsHeld&) = delete;
     ~SignalsHeld() { setSignalMask(SIG_SETMASK, before_, nullptr); }
 
-    // The mask that was in force before.
+    // The mask from before.
     const sigset_t& before() const { return before_; }
 
   private:
     sigset_t before_;
 };
 
-// Every signal but those that stop a process and let it go on.
+// All signals but those of job control, which stop and continue a process.
 inline sigset_t endingSignals() {
     sigset_t signals;
     memset(&signals, 0xff, sizeof signals);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Everything is reached from descriptors of directories, component by component, so that a link
-// that somebody puts in a directory's place leads a walk nowhere else.
+// A walk opens each directory relative to the one above and follows no links. So nobody can lead it
+// out of the tree by replacing a directory with a link.
 
 #include "status_entry.h"
 
@@ -17,7 +17,7 @@
 
 namespace {
 
-// What changes its kind so often while it is looked at does so on purpose.
+// A file that changes its type this often while we look at it does so on purpose.
 const int MOST_TRIES = 100;
 
 Entry::Kind kindOf(mode_t mode) {
@@ -28,7 +28,7 @@ Entry::Kind kindOf(mode_t mode) {
     return Entry::OTHER;
 }
 
-// These return ESTALE for what became another kind since it was looked at.
+// Both return ESTALE if the file has changed its type since it was looked at.
 int readValue(int directory, const char* path, Links links, std::string* value) {
     const int keep = links == Links::KEEP ? O_NOFOLLOW : 0;
     const Descriptor file(
@@ -128,7 +128,7 @@ void walkEntry(int directory, const std::string& entry, const std::string& name,
     const Descriptor below(
         openat(directory, entry.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (below.isOpen()) return walkDirectory(below.get(), name, visitor);
-    // Gone meanwhile, or something else.
+    // It was removed or replaced in the meantime.
     if (errno == ENOENT || errno == ENOTDIR || errno == ELOOP) return;
     visitor->fail(name, errno);
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What is at a name in the status tree, and walks through the tree.
+// Reads entries of the status tree, and walks through it.
 
 #ifndef VELUTILS_COMMANDS_STATUS_ENTRY_H
 #define VELUTILS_COMMANDS_STATUS_ENTRY_H
@@ -15,7 +15,7 @@ struct Entry {
         LINK,
         FIFO,
         DIRECTORY,
-        OTHER,  // sockets and devices: no part of the tree
+        OTHER,  // sockets and devices, which are ignored
     };
     Kind kind = NONE;
     std::string text;  // the value, or the link's target
@@ -35,36 +35,36 @@ class Descriptor {
     int fd_;
 };
 
-// Reads a file from where it stands to its end. Returns 0 or an error number.
+// Reads the rest of a file. Returns 0 or an error number.
 int readAll(int fd, std::string* content);
 
-// Looks at a path, which may be relative to the directory. It waits for nobody and opens regular
-// files only. Returns 0 or an error number; nothing there is no error.
+// Looks at a path, relative to the directory unless absolute. Opens regular files only, and never
+// blocks. Returns 0 or an error number; a missing file is no error.
 enum class Links { KEEP, FOLLOW };
 int examine(int directory, const char* path, Links links, Entry* entry);
 
-// What a directory holds, without temporary files. The keys are the places of the names among full
-// names: those of directories go on with "/".
+// The names in a directory, except temporary files. The keys give them the order of the full names:
+// those of directories end in "/".
 typedef std::map<std::string, std::string> Contents;
 
-// Sees what a walk comes by. Names are full, as "/wan/state".
+// Is called with what a walk meets. Names are full ones, such as "/wan/state".
 class Visitor {
   public:
     virtual ~Visitor() {}
-    // Whether the name is of interest.
+    // Whether to look at the name.
     virtual bool wants(const std::string&) { return true; }
-    // Before a directory is read. It is left out after false.
+    // Called with an open directory before it is read. False skips the directory.
     virtual bool enter(int, const std::string&) { return true; }
     virtual void contents(const std::string&, const Contents&) {}
     virtual void visit(const std::string& name, const Entry& entry) = 0;
     virtual void fail(const std::string& name, int error) = 0;
 };
 
-// Visits the entry of a directory, and all below it in the order of their names' bytes. Temporary
-// files and what is of another kind are passed over; links are not followed.
+// Visits an entry of the directory and everything below it, sorted by the bytes of the full names.
+// Does not follow links.
 void walkEntry(int directory, const std::string& entry, const std::string& name, Visitor* visitor);
 
-// The same for all in an open directory.
+// Visits everything in an open directory.
 void walkDirectory(int directory, const std::string& name, Visitor* visitor);
 
 #endif

@@ -14,7 +14,7 @@ bool isDigit(char ch) {
     return ch >= '0' && ch <= '9';
 }
 
-// Passes over at least one digit; null when there is none.
+// Skips digits; null if there is none.
 const char* passDigits(const char* p) {
     if (p == nullptr || !isDigit(*p)) return nullptr;
     while (isDigit(*p)) ++p;
@@ -83,8 +83,8 @@ std::string sampleOf(const std::string& number) {
 bool PrometheusText::add(const std::string& name, const Entry& entry) {
     if (entry.kind != Entry::VALUE && entry.kind != Entry::LINK) return true;
     const std::string label = joined({"{name=", labelValue(name)});
-    // Only a name with a replacement character can be what another name became. Values cannot be
-    // mistaken for labels: their quotes are escaped.
+    // Only names with a replacement character can collide. A value cannot look like a label,
+    // because its quotes are escaped.
     if (contains(label, "\xEF\xBF\xBD") && (contains(numbers_, label) || contains(others_, label)))
         return false;
     if (entry.kind == Entry::VALUE && isNumber(entry.text))

@@ -9,23 +9,23 @@
 
 #include "status_entry.h"
 
-// Without a newline. One that is gone is its name alone, and null in JSON.
+// Without a newline. For a removed entry (NONE) the name alone, or null in JSON.
 std::string lineOf(const std::string& name, const Entry& entry);
 std::string jsonMemberOf(const std::string& name, const Entry& entry);
 
-// Whether a value is a number: an optional sign, digits, an optional fraction and an optional
-// exponent; a newline may follow.
+// Whether a value is a number: an optional sign, digits, an optional fraction, an optional exponent
+// and an optional newline.
 bool isNumber(const std::string& value);
 
-// A number as Prometheus reads it: without its newline; one that is too large is infinite.
+// The number as a Prometheus sample: without its newline, and infinite if it is too large.
 std::string sampleOf(const std::string& number);
 
-// Prometheus' text format. Numbers and other values are two metrics, each of which must stand
-// together, so the text is kept until all is added.
+// Prometheus' text format. Numbers and other values are two metrics, and the lines of each must be
+// together, so the text is complete only when everything is added.
 class PrometheusText {
   public:
-    // False when the name, made UTF-8, is that of an entry already added: two samples of one name
-    // would make the whole text invalid.
+    // False if, as UTF-8, the name is the same as an earlier one: two samples with one name would
+    // make the whole text invalid.
     bool add(const std::string& name, const Entry& entry);
     std::string text() const;
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// velutils status list: the tree, in one of three formats.
+// velutils status list: prints the tree in one of three formats.
 
 #include <errno.h>
 #include <fcntl.h>
@@ -13,7 +13,7 @@
 
 namespace {
 
-// What cannot be read is said and counted, and the rest goes on.
+// Prints a message for what cannot be read, and goes on.
 class Listing : public Visitor {
   public:
     explicit Listing(const Request& request) : request_(request) {}
@@ -39,7 +39,7 @@ class Listing : public Visitor {
         return true;
     }
 
-    // Ends the output. Returns the exit status.
+    // Completes the output. Returns the exit status.
     int end() {
         if (request_.json) put({isFirst_ ? "{}\n" : "}\n"});
         if (request_.prometheus) put({prometheus_.text()});
@@ -61,7 +61,7 @@ class Listing : public Visitor {
     int status_ = DONE;
 };
 
-// Links on the way to the entry are followed.
+// Follows links on the way to the entry, but not the entry itself.
 void listEntry(const std::string& base, const std::string& name, Visitor* visitor) {
     const size_t slash = name.rfind('/');
     const std::string parent = joined({base, name.substr(0, slash)});

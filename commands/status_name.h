@@ -10,32 +10,32 @@
 #include <string>
 #include <string_view>
 
-// "/tmp/status" and its siblings, and the path of a name below one.
+// The base directory, such as "/tmp/status", and the path of a name below it.
 const char* directoryOf(BasePath base);
 std::string pathOf(BasePath base, const std::string& name);
 
-// Whether a name may be used: it begins with "/" and has no component "..". Says why not.
+// Whether the name begins with "/" and has no component "..". Prints what is wrong.
 bool isNameUsable(const std::string& name);
 
-// The same for a name under which something is to be made: it ends in a component of its own, and
-// none is the name of a publisher's temporary file.
+// The same for a name to be created: it must not end in "/" or have a component that is reserved
+// for temporary files.
 bool isNewNameUsable(const std::string& name);
 
-// Takes the first component off a path. False when there is none.
+// Moves the first component of the path to `component`. False if there is none.
 bool takeComponent(std::string_view* path, std::string_view* component);
 
-// Whether a component is the name of a temporary file, which readers do not see; whether a name has
-// one.
+// Whether the component is the name of a publisher's temporary file, which nobody is to see, and
+// whether a name has such a component.
 bool isTemporary(std::string_view component);
 bool hasTemporary(std::string_view name);
 
-// Without doubled and trailing slashes and "." components: "" for the base itself.
+// The name without needless slashes and "." components. The base itself is "".
 std::string normalized(const std::string& name);
 
 // Whether name is `ancestor` or lies below it. Both are normalized.
 bool isWithin(const std::string& name, const std::string& ancestor);
 
-// A String of the same bytes.
+// A String with the same bytes.
 String stringOf(const std::string& text);
 
 #endif

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// velutils status send: a line, or standard input, into a daemon's FIFO.
+// velutils status send: writes a line, or standard input, to a daemon's FIFO.
 //
-// The FIFO is opened and written without blocking, so nothing waits for a reader that is not there.
-// What is written at once is at most PIPE_BUF bytes and ends with a line where it can: other
-// writers' bytes do not come in between.
+// The FIFO is opened and written without blocking, so a missing reader is noticed at once. Each
+// write has at most PIPE_BUF bytes and ends at the end of a line if possible, so that the bytes of
+// other writers do not come in between.
 
 #include <errno.h>
 #include <fcntl.h>
@@ -33,7 +33,7 @@ class Sender {
     Sender(const std::string& name, int fifo, int64_t patience)
         : name_(name), fifo_(fifo), patience_(patience) {}
 
-    // At most PIPE_BUF bytes, all or none.
+    // Sends at most PIPE_BUF bytes, all or none.
     int send(const char* p, size_t n) {
         const Deadline deadline = Deadline::in(patience_);
         for (;;) {
@@ -46,7 +46,7 @@ class Sender {
         }
     }
 
-    // Standard input to its end.
+    // Sends standard input to its end.
     int sendInput() {
         char buffer[PIPE_BUF];
         size_t held = 0;
@@ -71,7 +71,7 @@ class Sender {
     }
 
   private:
-    // The bytes to send now: all, unless more are likely to come for the last line.
+    // How many bytes to send now. If the buffer is full, the last line may not be complete.
     static size_t wholeLines(const char* buffer, size_t n) {
         if (n < PIPE_BUF) return n;
         const void* const newline = memrchr(buffer, '\n', n);
@@ -79,7 +79,7 @@ class Sender {
         return static_cast<size_t>(static_cast<const char*>(newline) - buffer) + 1;
     }
 
-    // Returns 0 or an error number. A reader that leaves must not end this program.
+    // Returns 0 or an error number. EPIPE must not end this program with a signal.
     int write(const char* p, size_t n) {
         sigset_t pipe;
         sigemptyset(&pipe);
@@ -93,13 +93,13 @@ class Sender {
         return error == EINTR ? EAGAIN : error;
     }
 
-    // Also when another writer is quicker: the next write says so.
+    // Another writer may fill the room first. Then the next write fails again.
     void awaitRoom(const Deadline& deadline) const {
         struct pollfd room = {fifo_, POLLOUT, 0};
         poll(&room, 1, deadline.pollTime());
     }
 
-    // False when the reader leaves first.
+    // False if the reader leaves before there is input.
     bool awaitInput() const {
         struct pollfd ready[] = {{STDIN_FILENO, POLLIN, 0}, {fifo_, 0, 0}};
         while (poll(ready, 2, -1) < 0 && errno == EINTR) {
@@ -113,7 +113,7 @@ class Sender {
     unsigned long long written_ = 0;
 };
 
-// Says why not.
+// Prints why not.
 bool isFifo(const std::string& name, int error, mode_t mode) {
     if (error != 0) {
         failed(name, error);
@@ -136,7 +136,7 @@ int statusSend(const Request& request) {
 
     const std::string path = pathOf(request.base, name);
     struct stat status;
-    // Looked at first: opening acts on some devices.
+    // Before the open, which has effects on some devices.
     int error = stat(path.c_str(), &status) != 0 ? errno : 0;
     if (!isFifo(name, error, status.st_mode)) return FAILED;
     const Descriptor fifo(open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));

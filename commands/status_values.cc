@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// velutils status get, set, link, remove: single entries.
+// velutils status get, set, link and remove: single entries.
 
 #include <errno.h>
 #include <fcntl.h>
@@ -27,7 +27,7 @@ const char* nameOfKind(mode_t mode) {
     return "is a socket or a device";
 }
 
-// A name as the library takes it: a directory of the status tree, and the entry in it.
+// A name as the library takes it: a directory of the tree, and an entry in it.
 struct Place {
     explicit Place(const std::string& name)
         : directory(stringOf(name.substr(0, name.rfind('/')))),
@@ -36,11 +36,11 @@ struct Place {
     String entry;
 };
 
-// Whether values and links can be made at the path: what is there is a value, a link or nothing.
-// Says why not.
+// Whether a value or link may be created at the path: there is a value, a link or nothing. Prints
+// why not.
 bool isReplaceable(const std::string& path, const std::string& name) {
     struct stat status;
-    if (lstat(path.c_str(), &status) != 0) return true;  // whatever it is, the making will say it
+    if (lstat(path.c_str(), &status) != 0) return true;  // creating it reports the error
     if (S_ISREG(status.st_mode) || S_ISLNK(status.st_mode)) return true;
     failed(name, nameOfKind(status.st_mode));
     return false;
@@ -53,15 +53,15 @@ bool apply(StatusPublisher* status, How how, const String& entry, const String& 
     return how == How::LINK ? status->setLink(entry, text) : status->setStatus(entry, text);
 }
 
-// Makes a value or a link, and the directories that it needs. A signal takes effect when no
-// temporary file is left; a write into what is there may wait, and can be ended.
+// Creates a value or a link, and the directories that it needs. Signals wait until no temporary
+// file is left; but a write in place may block, and can be interrupted.
 int make(const Request& request, How how) {
     const std::string name = request.operands[0];
     if (!isNewNameUsable(name)) return FAILED;
     if (how != How::IN_PLACE && !isReplaceable(pathOf(request.base, name), name)) return FAILED;
     const Place place(name);
     const String text = stringOf(request.operands[1]);
-    // What the library logs when it fails is said here.
+    // The library would log what is printed here.
     setlogmask(LOG_MASK(LOG_EMERG));
     int error = 0;
     {
@@ -117,7 +117,7 @@ int statusGet(const Request& request) {
 }
 
 int statusSet(const Request& request) {
-    // Nothing can be renamed in /proc.
+    // Files in /proc can only be written in place.
     const bool isInPlace = request.inPlace || request.base == STATUS_BASE_PROC;
     return make(request, isInPlace ? How::IN_PLACE : How::PUBLISH);
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// velutils status wait: until something is there, or a value is what it should be.
+// velutils status wait: waits until a name exists or has a value.
 
 #include <errno.h>
 #include <fcntl.h>
@@ -14,7 +14,7 @@
 
 namespace {
 
-// Whether the wait is over. 0 or an error number.
+// Finds out whether the wait is over. Returns 0 or an error number.
 int look(const std::string& path, const std::string* value, bool* isOver) {
     Entry entry;
     const int error = examine(AT_FDCWD, path.c_str(), Links::FOLLOW, &entry);
@@ -23,7 +23,7 @@ int look(const std::string& path, const std::string* value, bool* isOver) {
     return error;
 }
 
-// Waits for a change that concerns the path. False when the time is up.
+// Waits for a change that concerns the path. False if the time is up.
 bool awaitChange(ChangeQueue* queue, const PathWatch& watch, const Deadline& deadline) {
     Change change;
     do

@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: MIT
 //
-// velutils status watch: the tree, and every change of it.
+// velutils status watch: prints the tree and then every change.
 //
-// What was last printed of each name is known. A change says only where to look: what is there now
-// is compared with what is known, and printed if it differs. So a change that is reported twice, or
-// of which the kernel lost count, is printed once, and the last line for a name is right.
+// It remembers what it last printed for each name. A change reported by the kernel only tells it
+// where to look; it prints what is there now if that differs. So a change that is reported twice is
+// printed once, and after the kernel's queue has overflowed, looking at everything again prints
+// what was missed.
 //
-// A directory is watched before it is read. A regular file that was made or written in place is
+// A directory is watched before it is read. A regular file that is created or written in place is
 // read when its writer closes it.
 //
-// The base directory may be missing, or go: what its path leads to is watched as well.
+// The base directory may be missing at first, or removed: its path is watched, too.
 
 #include <errno.h>
 #include <fcntl.h>
@@ -42,7 +43,7 @@ class Watch : public Visitor {
     int run();
 
   private:
-    // What is known of a name.
+    // What it remembers of a name.
     struct Known {
         Entry entry;     // as printed
         int watch = -1;  // of a directory
@@ -98,7 +99,7 @@ int Watch::run() {
     while (!isDone() && queue_.next(Deadline::never(), ChangeQueue::Output::LOOK_AFTER, &change))
         handle(change);
     if (isDone()) return status_;
-    // The next line would have raised it.
+    // Nobody reads the output: end as the next write would have.
     raise(SIGPIPE);
     return failed("standard output", EPIPE);
 }
@@ -112,7 +113,7 @@ void Watch::end(int status) {
     status_ = status;
 }
 
-// Whether the name is asked for, or leads to one that is.
+// Whether the name was asked for, or is on the way to one that was.
 bool Watch::wants(const std::string& name) {
     if (isDone()) return false;
     const auto isAsked = [&name](const std::string& asked) { return isWithin(name, asked); };
@@ -125,7 +126,7 @@ bool Watch::isOnTheWay(const std::string& name) const {
     return false;
 }
 
-// Looks for the base directory, and at all in it. False at the end.
+// Looks for the base directory and at everything in it. False after a failure.
 bool Watch::attach() {
     const int error = path_.follow(base_);
     const Descriptor directory(open(base_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -143,7 +144,7 @@ bool Watch::attach() {
 
 bool Watch::enter(int directory, const std::string& name) {
     if (isDone()) return false;
-    // By its descriptor: the path may lead elsewhere by now.
+    // By the descriptor, because the path may lead elsewhere by now.
     char path[40];
     snprintf(path, sizeof path, "/proc/self/fd/%d", directory);
     const int watch = queue_.add(path, ENTRIES);
@@ -153,7 +154,7 @@ bool Watch::enter(int directory, const std::string& name) {
     }
     Known& known = known_[name];
     if (known.watch == watch) {
-        queue_.remove(watch);  // counted twice
+        queue_.remove(watch);  // it was added before
     } else {
         unwatch(&known);
         const auto elsewhere = directories_.find(watch);
@@ -172,7 +173,7 @@ bool Watch::enter(int directory, const std::string& name) {
     return true;
 }
 
-// Forgets what the directory no longer holds.
+// Forgets what is no longer in the directory.
 void Watch::contents(const std::string& name, const Contents& contents) {
     const std::string prefix = joined({name, "/"});
     std::vector<std::string> gone;
@@ -201,7 +202,7 @@ void Watch::visit(const std::string& name, const Entry& entry) {
     print(name, entry);
 }
 
-// A link on the way to what is asked for leads there, as it does in other commands.
+// Other commands follow links on the way to a name, and so does this one.
 void Watch::followLink(const std::string& name) {
     const Descriptor parent(openParent(name));
     const std::string entry = name.substr(name.rfind('/') + 1);
@@ -249,7 +250,8 @@ void Watch::handleEntry(const Change& change, const std::string& name) {
     reconcile(name);
 }
 
-// A new name. A regular file is about to be written, but for one that has another name already.
+// Handles a new name. A regular file is read when its writer closes it; but one that has another
+// name already was linked and has no writer.
 void Watch::handleMade(const std::string& name) {
     const Descriptor parent(openParent(name));
     struct stat status;
@@ -258,7 +260,7 @@ void Watch::handleMade(const std::string& name) {
     if (!S_ISREG(status.st_mode) || status.st_nlink > 1) reconcile(name);
 }
 
-// If there is something again, another change tells of it.
+// Handles a removed name. If it exists again, another change follows.
 void Watch::handleGone(const std::string& name) {
     const Descriptor parent(openParent(name));
     struct stat status;
@@ -266,7 +268,7 @@ void Watch::handleGone(const std::string& name) {
     if (fstatat(parent.get(), entry.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) forget(name);
 }
 
-// Looks at what is there now.
+// Looks at what is there now, and prints the difference.
 void Watch::reconcile(const std::string& name) {
     if (name.empty()) {
         attach();
@@ -276,8 +278,8 @@ void Watch::reconcile(const std::string& name) {
     if (parent.isOpen()) walkEntry(parent.get(), name.substr(name.rfind('/') + 1), name, this);
 }
 
-// The directory that holds the entry, reached without other links than those on the way. -1 when it
-// is not there.
+// Opens the directory of the entry, and follows only links that are on the way to a name that was
+// asked for. Returns -1 if it does not exist.
 int Watch::openParent(const std::string& name) const {
     const int flags = O_PATH | O_DIRECTORY | O_CLOEXEC;
     int directory = open(base_.c_str(), flags);
@@ -289,7 +291,7 @@ int Watch::openParent(const std::string& name) const {
     return directory;
 }
 
-// Nothing is there any more, nor below it.
+// The name no longer exists, nor anything below it.
 void Watch::forget(const std::string& name) {
     const auto at = known_.find(name);
     if (at != known_.end()) {
@@ -319,7 +321,7 @@ void Watch::unwatch(Known* known) {
     known->watch = -1;
 }
 
-// A line of its own, at once.
+// Prints a line at once.
 void Watch::print(const std::string& name, const Entry& entry) {
     if (isDone()) return;
     ++printed_;

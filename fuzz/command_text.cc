@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Any bytes as velutils prints them: lines can be read back and hold no control characters, JSON
-// strings and labels give the bytes made UTF-8, and numbers are what their grammar says.
+// Any bytes as velutils prints them: lines have no control characters and can be turned back, JSON
+// strings and labels stand for the bytes as UTF-8, and numbers are what their grammar describes.
 
 #include <math.h>
 #include <regex.h>
@@ -13,7 +13,7 @@
 
 namespace {
 
-// What a text in quotes stands for, by the escapes of all three formats.
+// Undoes the escapes of all three formats.
 std::string readBack(const std::string& text) {
     std::string bytes;
     for (size_t i = 0; i < text.size(); ++i) {
@@ -42,7 +42,7 @@ std::string withoutQuotes(const std::string& text) {
     return text.substr(1, text.size() - 2);
 }
 
-// Decodes by arithmetic instead of by ranges of bytes.
+// Decodes by arithmetic, not by ranges of bytes.
 bool isUtf8(const std::string& text) {
     for (size_t i = 0; i < text.size();) {
         const unsigned first = static_cast<unsigned char>(text[i++]);
