@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Files of lines "link17.address = 10.0.0.17", in the sandbox's memory file system.
+// Files of lines "link17.address = 10.0.0.17" or "link17.address = 2023", in the sandbox's memory
+// file system.
 
 #include "side_by_side.h"
 
@@ -10,9 +11,10 @@
 #include <ini.h>
 
 #include <stdio.h>
+#include <stdlib.h>
 
-#include <map>
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
 namespace {
@@ -34,6 +36,15 @@ std::string fileOf(long lines, bool withGroup) {
     return path;
 }
 
+// Values of one to seven digits.
+std::string fileOfIntegers(long lines) {
+    const std::string path = "/tmp/" + std::to_string(lines) + ".integers";
+    FILE* const file = fopen(path.c_str(), "we");
+    for (long i = 0; i < lines; ++i) fprintf(file, "%s = %ld\n", keyOf(i).c_str(), i * i * 7);
+    fclose(file);
+    return path;
+}
+
 class Ours {
   public:
     explicit Ours(const std::string& path, long lines) {
@@ -42,6 +53,7 @@ class Ours {
     bool has(const String& key) const {
         return reader_.getValue(key, String::EMPTY()).length() != 0;
     }
+    long asInteger(const String& key) const { return reader_.getValueAsInt(key, -1); }
 
   private:
     ConfigReader reader_;
@@ -49,7 +61,7 @@ class Ours {
 
 class Glib {
   public:
-    explicit Glib(const std::string& path, long) : keys(g_key_file_new()) {
+    explicit Glib(const std::string& path, long) : keys_(g_key_file_new()) {
         g_key_file_load_from_file(keys_, path.c_str(), G_KEY_FILE_NONE, nullptr);
     }
     ~Glib() { g_key_file_free(keys_); }
@@ -70,13 +82,17 @@ class Inih {
         const auto found = values_.find(key);
         return found != values_.end() && !found->second.empty();
     }
+    long asInteger(const std::string& key) const {
+        const auto found = values_.find(key);
+        return found != values_.end() ? strtol(found->second.c_str(), nullptr, 0) : -1;
+    }
 
   private:
     static int store(void* self, const char*, const char* name, const char* value) {
         static_cast<Inih*>(self)->values_.emplace(name, value);
         return 1;
     }
-    std::map<std::string, std::string> values_;
+    std::unordered_map<std::string, std::string> values_;
 };
 
 template <class Reader>
@@ -96,16 +112,28 @@ Body lookUp(long lines, bool withGroup) {
     });
 }
 
+template <class Reader, class Key>
+Body lookUpIntegers(long lines) {
+    std::vector<Key> keys;
+    for (long i = 0; i < lines; ++i) keys.push_back(keyOf(i * 7 % lines).c_str());
+    return repeat([reader = std::make_shared<Reader>(fileOfIntegers(lines), lines), keys] {
+        for (const Key& key : keys) benchmark::DoNotOptimize(reader->asInteger(key));
+    });
+}
+
 }  // namespace
 
 void registerConfiguration() {
     sideBySide("configuration of 1000 lines, load", "ConfigReader", load<Ours>(1000, false),
-               {{"GKeyFile", "0.25", load<Glib>(1000, true)},
-                {"inih with std::map", "0.25", load<Inih>(1000, false)}});
+               {{"GKeyFile", "0.4", load<Glib>(1000, true)},
+                {"inih with unordered_map", "0.4", load<Inih>(1000, false)}});
     sideBySide("configuration of 1000 lines, all looked up", "ConfigReader",
                lookUp<Ours, String>(1000, false),
                {{"GKeyFile", "0.5", lookUp<Glib, std::string>(1000, true)},
-                {"inih with std::map", "0.5", lookUp<Inih, std::string>(1000, false)}});
+                {"inih with unordered_map", "1.0", lookUp<Inih, std::string>(1000, false)}});
+    sideBySide("configuration of 1000 lines, all as integers", "ConfigReader",
+               lookUpIntegers<Ours, String>(1000),
+               {{"unordered_map and strtol", "0.8", lookUpIntegers<Inih, std::string>(1000)}});
     scaling("ConfigReader load, lines", "linear", 100,
             [](long lines) { return load<Ours>(lines, false); });
 }

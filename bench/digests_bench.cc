@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The peers run their scalar code. run-bench sets NETTLE_FAT_OVERRIDE, so that nettle does not use
-// the processor's SHA instructions. OpenSSL has only scalar code for MD5.
+// The peers run their scalar code: run-bench sets NETTLE_FAT_OVERRIDE and OPENSSL_ia32cap, so that
+// they do not use the processor's SHA and vector instructions.
 
 #define OPENSSL_SUPPRESS_DEPRECATED
 
@@ -11,7 +11,10 @@
 
 #include <nettle/hmac.h>
 #include <nettle/sha1.h>
+#include <openssl/evp.h>
+#include <openssl/hmac.h>
 #include <openssl/md5.h>
+#include <openssl/sha.h>
 
 #include <vector>
 
@@ -41,6 +44,17 @@ Body opensslMd5(long n) {
         MD5_Init(&context);
         MD5_Update(&context, message.data(), message.size());
         MD5_Final(out, &context);
+        benchmark::DoNotOptimize(out);
+    });
+}
+
+Body opensslSha1(long n) {
+    return repeat([message = Bytes(static_cast<size_t>(n), 'm')] {
+        SHA_CTX context;
+        unsigned char out[20];
+        SHA1_Init(&context);
+        SHA1_Update(&context, message.data(), message.size());
+        SHA1_Final(out, &context);
         benchmark::DoNotOptimize(out);
     });
 }
@@ -82,6 +96,21 @@ void nettleHmacSha1(benchmark::State& state) {
     }
 }
 
+void opensslHmacSha1(benchmark::State& state) {
+    const Bytes message(64, 'm');
+    HMAC_CTX* const hmac = HMAC_CTX_new();
+    HMAC_Init_ex(hmac, KEY, KEY_LENGTH, EVP_sha1(), nullptr);
+    for (auto _ : state) {
+        unsigned char out[20];
+        unsigned length = sizeof out;
+        HMAC_Init_ex(hmac, nullptr, 0, nullptr, nullptr);
+        HMAC_Update(hmac, message.data(), message.size());
+        HMAC_Final(hmac, out, &length);
+        benchmark::DoNotOptimize(out);
+    }
+    HMAC_CTX_free(hmac);
+}
+
 }  // namespace
 
 void registerDigests() {
@@ -89,12 +118,15 @@ void registerDigests() {
                {{"OpenSSL", "1.03", opensslMd5(1024)}});
     sideBySide("MD5, 64 KiB", "Md5HashContext", digest<Md5HashContext>(65536),
                {{"OpenSSL", "1.03", opensslMd5(65536)}});
+    sideBySide("SHA-1, 64 bytes", "Sha1HashContext", digest<Sha1HashContext>(64),
+               {{"OpenSSL, scalar", "1.0", opensslSha1(64)}});
     sideBySide("SHA-1, 1 KiB", "Sha1HashContext", digest<Sha1HashContext>(1024),
                {{"nettle, scalar", "1.0", nettleSha1(1024)}});
     sideBySide("SHA-1, 64 KiB", "Sha1HashContext", digest<Sha1HashContext>(65536),
                {{"nettle, scalar", "1.0", nettleSha1(65536)}});
-    sideBySide("HMAC-SHA1 of 64 bytes, same key", "HmacContext", hmacSha1,
-               {{"nettle, scalar", "1.3", nettleHmacSha1}});
+    sideBySide(
+        "HMAC-SHA1 of 64 bytes, same key", "HmacContext", hmacSha1,
+        {{"nettle, scalar", "1.2", nettleHmacSha1}, {"OpenSSL, scalar", "1.2", opensslHmacSha1}});
     scaling("Md5HashContext, bytes", "linear", 1000, digest<Md5HashContext>);
     scaling("Sha1HashContext, bytes", "linear", 1000, digest<Sha1HashContext>);
 }

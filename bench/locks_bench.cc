@@ -24,16 +24,26 @@ pthread_mutex_t* sharedMutex() {
     return mutex;
 }
 
+void lockBare(pthread_mutex_t* mutex) {
+    benchmark::DoNotOptimize(pthread_mutex_lock(mutex));
+    benchmark::DoNotOptimize(pthread_mutex_unlock(mutex));
+}
+
 }  // namespace
 
 void registerLocks() {
-    sideBySide("recursive lock and unlock", "CRecursiveSemaphore",
-               repeat([lock = std::make_shared<CRecursiveSemaphore>("bench")] {
-                   benchmark::DoNotOptimize(lock->lock());
-                   benchmark::DoNotOptimize(lock->unlock());
-               }),
-               {{"bare shared mutex", "1.1", repeat([mutex = sharedMutex()] {
-                     benchmark::DoNotOptimize(pthread_mutex_lock(mutex));
-                     benchmark::DoNotOptimize(pthread_mutex_unlock(mutex));
-                 })}});
+    sideBySide(
+        "recursive lock and unlock", "CRecursiveSemaphore",
+        repeat([lock = std::make_shared<CRecursiveSemaphore>("bench")] {
+            benchmark::DoNotOptimize(lock->lock());
+            benchmark::DoNotOptimize(lock->unlock());
+        }),
+        {{"bare shared mutex", "1.1", repeat([mutex = sharedMutex()] { lockBare(mutex); })}});
+    // The handle lives until the program ends.
+    sideBySide(
+        "sem_lock and sem_unlock", "plain functions", repeat([lock = sem_create("bench")] {
+            benchmark::DoNotOptimize(sem_lock(lock));
+            benchmark::DoNotOptimize(sem_unlock(lock));
+        }),
+        {{"bare shared mutex", "1.1", repeat([mutex = sharedMutex()] { lockBare(mutex); })}});
 }
