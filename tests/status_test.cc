@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// fuzz/status_value.cc holds values of any bytes, fuzz/fifo_bytes.cc what receivers are handed of
-// any bytes in any pieces.
+// fuzz/status_value.cc checks values of any bytes, and fuzz/fifo_bytes.cc what receivers deliver of
+// any bytes in any pieces. failures_test.cc makes each system call fail. docs/check-pages compares
+// the rows of the event catalogue with its page.
 
 #include <velutils++/status.h>
 
@@ -20,7 +21,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include <set>
+#include <filesystem>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -75,10 +76,10 @@ TEST_F(StatusTree, SetupMakesEveryDirectoryOfThePath) {
         BasePath base;
         const char *name, *directory;
     } rows[] = {
-        {STATUS_BASE_TMP, "/wan", "/tmp/status/wan"},  // there already
-        {STATUS_BASE_TMP, "wan", "/tmp/statuswan"},    // nothing goes between base and name
-        {STATUS_BASE_TMP, "//a///b/", "/tmp/status/a/b"}, {STATUS_BASE_TMP, "", "/tmp/status"},
-        {STATUS_BASE_NV, "/wan", "/nvstatus/wan"},        {STATUS_BASE_PROC, "/self", "/proc/self"},
+        {STATUS_BASE_TMP, "wan", "/tmp/statuswan"},        // nothing goes between base and name
+        {STATUS_BASE_TMP, "//a///b/", "/tmp/status/a/b"},  // empty parts are skipped
+        {STATUS_BASE_NV, "/wan", "/nvstatus/wan"},         // survives a restart
+        {STATUS_BASE_PROC, "/self", "/proc/self"},
     };
     for (const auto& row : rows) {
         EXPECT_TRUE(StatusInterface().setup(row.base, row.name)) << row.name;
@@ -96,34 +97,32 @@ TEST_F(StatusTree, SetupFailuresAreLogged) {
         EXPECT_EQ(std::vector<std::string>({"3Could not setup status interface for !"}),
                   log.messages());
     }
-    // An unknown base leaves the directory alone: names are still paths of their own.
+    // Without a directory, names are paths of their own.
     EXPECT_TRUE(interface.setStatus("/tmp/alone", "x"));
     EXPECT_EQ("x", contentOf("/tmp/alone"));
 
-    shell(
-        "touch file; ln -s . link; ln -s nowhere dangling; ln -s file/x through; ln -s loop loop");
-    // What cannot be looked at for another reason may be a directory.
-    for (const char* name : {"/wan/link", "/wan/loop"})
-        EXPECT_TRUE(interface.setup(STATUS_BASE_TMP, name)) << name;
+    shell("touch file; ln -s . link; ln -s nowhere dangling; ln -s file/x through");
+    EXPECT_TRUE(interface.setup(STATUS_BASE_TMP, "/wan/link"));
     const struct {
-        std::string name, refused;
+        const char* name;
+        std::string failed;  // the directory that could not be made
         int error;
-    } rows[] = {{"/wan/file", "", ENOTDIR},
-                {"/wan/through", "", ENOTDIR},
-                {"/wan/dangling", "", ENOENT},
-                {"/wan/file", "/sub", ENOTDIR}};
+    } rows[] = {{"/wan/file", "/wan/file", ENOTDIR},
+                {"/wan/through", "/wan/through", ENOTDIR},
+                {"/wan/dangling", "/wan/dangling", ENOENT},
+                {"/wan/file/sub/deeper", "/wan/file/sub", ENOTDIR}};
     for (const auto& row : rows) {
-        const std::string path = TREE + row.name + row.refused;
-        EXPECT_FALSE(interface.setup(STATUS_BASE_TMP, (row.name + row.refused + "/").c_str()));
-        EXPECT_EQ(std::vector<std::string>({"3Could not create directory " + path +
-                                                ". Errno:" + std::to_string(row.error) + "!",
-                                            "3Could not setup status interface for " + path + "!"}),
+        EXPECT_FALSE(interface.setup(STATUS_BASE_TMP, row.name));
+        EXPECT_EQ(std::vector<std::string>(
+                      {"3Could not create directory " + TREE + row.failed +
+                           ". Errno:" + std::to_string(row.error) + "!",
+                       "3Could not setup status interface for " + TREE + row.failed + "!"}),
                   log.messages());
     }
-    // The directory that could not be made stays the one aimed at.
-    shell("rm file && mkdir -p file/sub");
+    // Later calls still use the directory of the failed setup.
+    shell("rm file && mkdir -p file/sub/deeper");
     EXPECT_TRUE(interface.setStatus("/v", "1"));
-    EXPECT_EQ("1", contentOf("/tmp/status/wan/file/sub/v"));
+    EXPECT_EQ("1", contentOf("/tmp/status/wan/file/sub/deeper/v"));
 }
 
 TEST_F(StatusTree, ValueFiles) {
@@ -132,7 +131,7 @@ TEST_F(StatusTree, ValueFiles) {
     EXPECT_TRUE(wan_.setStatus("/state", longText.c_str()));
     EXPECT_EQ(longText, get("/state"));
     EXPECT_EQ(static_cast<mode_t>(S_IFREG | 0644), modeOf(TREE + "/wan/state"));
-    chmod((TREE + "/wan/state").c_str(), 0600);
+    shell("chmod 600 state");
     EXPECT_TRUE(wan_.setStatus("/state", ""));
     EXPECT_EQ("", contentOf(TREE + "/wan/state"));
     EXPECT_EQ(static_cast<mode_t>(S_IFREG | 0600), modeOf(TREE + "/wan/state"));
@@ -142,44 +141,28 @@ TEST_F(StatusTree, ValueFiles) {
     EXPECT_TRUE(wan_.getStatus(same, same));
     EXPECT_EQ(String("/state"), same);
 
-    // The kernel's files claim to be empty.
+    // Files in /proc claim a size of 0.
     EXPECT_TRUE(StatusInterface().getStatus("/proc/filesystems", same));
     EXPECT_EQ(contentOf("/proc/filesystems"), same.buffer());
 }
 
-TEST_F(StatusTree, FilesThatCannotBeUsed) {
-    String value("before");
-    EXPECT_FALSE(wan_.getStatus("/missing", value));
-    EXPECT_EQ(String(), value);
-    mkdir((TREE + "/wan/dir").c_str(), 0755);
-    EXPECT_FALSE(wan_.setStatus("/dir", "x"));
-    EXPECT_FALSE(wan_.setStatus("/no/such/dir", "x"));
-    EXPECT_FALSE(wan_.setLink("/no/such/dir", "x"));
-    EXPECT_FALSE(wan_.setStatus(std::string(5000, 'n').c_str(), "x"));
-
-    // A full disk: what fitted stays, the call fails, later calls work.
-    const std::string dir = TREE + "/wan/dir";
-    ASSERT_EQ(0, mount("full", dir.c_str(), "tmpfs", 0, "size=8k"));
-    EXPECT_TRUE(wan_.setStatus("/dir/a", std::string(4000, 'a').c_str()));
-    EXPECT_FALSE(wan_.setStatus("/dir/b", std::string(10000, 'b').c_str()));
-    EXPECT_TRUE(wan_.setStatus("/dir/b", "fits"));
-    // Without permission to write.
-    mount("", dir.c_str(), "", MS_REMOUNT | MS_RDONLY, "");
-    EXPECT_FALSE(wan_.setStatus("/dir/b", "no"));
-    EXPECT_FALSE(wan_.setLink("/dir/l", "no"));
-    EXPECT_EQ("fits", contentOf(dir + "/b"));
-    umount(dir.c_str());
+TEST_F(StatusTree, AValueThatDoesNotFitOnTheDiskFails) {
+    shell("mkdir dir; mount -t tmpfs -o size=8k full dir");
+    EXPECT_FALSE(wan_.setStatus("/dir/v", std::string(10000, 'b').c_str()));
+    EXPECT_TRUE(wan_.setStatus("/dir/v", "fits"));
+    EXPECT_EQ("fits", get("/dir/v"));
+    shell("umount dir");
 }
 
-TEST_F(StatusTree, WhatIsNoValueIsRefusedAtOnce) {
-    for (const char* planted : {"mkfifo v", "mkfifo f; ln -s f v", "ln -s /dev/zero v",
-                                "ln -s /dev/null v", "mkdir v", "truncate -s 2G v"}) {
-        shell(std::string("rm -rf v f; ") + planted);
+TEST_F(StatusTree, OnlyRegularFilesAreRead) {
+    for (const char* planted :
+         {"true", "mkfifo v", "ln -s /dev/zero v", "mkdir v", "truncate -s 2G v"}) {
+        shell(std::string("rm -rf v; ") + planted);
         String value("before");
         EXPECT_FALSE(wan_.getStatus("/v", value)) << planted;
         EXPECT_EQ(String(), value);
     }
-    // Without opening it, which can act on a device.
+    // Others are not even opened, because opening a device can have effects.
     shell("mkfifo unopened");
     const int events = inotify_init1(IN_NONBLOCK);
     EXPECT_LE(0, inotify_add_watch(events, (TREE + "/wan/unopened").c_str(), IN_OPEN));
@@ -190,11 +173,11 @@ TEST_F(StatusTree, WhatIsNoValueIsRefusedAtOnce) {
     close(events);
 }
 
-// A neighbour exchanges a file, or a device, and a FIFO all the time.
-TEST_F(StatusTree, NothingWaitsForAFifoThatTakesTheNameMeanwhile) {
+// Another process keeps exchanging a file, or a device, with a FIFO.
+TEST_F(StatusTree, AFifoThatTakesTheNameMeanwhileBlocksNothing) {
     for (const char* other : {"printf up > v", "ln -s /dev/null v"}) {
         shell(std::string("rm -f v f; mkfifo f; ") + other);
-        const Process neighbour([] {
+        const Process exchanger([] {
             if (chdir("/tmp/status/wan") != 0) return 1;
             for (;;) syscall(SYS_renameat2, AT_FDCWD, "v", AT_FDCWD, "f", RENAME_EXCHANGE);
         });
@@ -214,30 +197,30 @@ int openReader(const std::string& fifo) {
     return open(fifo.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
 }
 
-// All that waits in a FIFO of 64 KiB.
-std::string taken(int reader) {
+// What is in a FIFO of 64 KiB.
+std::string drained(int reader) {
     std::string bytes(65536, '\0');
     const ssize_t n = read(reader, &bytes[0], bytes.size());
     return bytes.substr(0, n < 0 ? 0 : static_cast<size_t>(n));
 }
 
-TEST_F(StatusTree, AValueForAFifoArrivesWholeOrNotUpToPipeBuf) {
+TEST_F(StatusTree, AFifoTakesAValueUpToPipeBufWholeOrNotAtAll) {
     shell("mkfifo fifo");
     EXPECT_FALSE(wan_.setStatus("/fifo", "nobody reads"));
     const int reader = openReader(TREE + "/wan/fifo");
     const std::string most(PIPE_BUF, 'p'), room(65536, 'r'), filling(65536 - PIPE_BUF + 1, 'f');
     EXPECT_TRUE(wan_.setStatus("/fifo", most.c_str()));
-    EXPECT_EQ(most, taken(reader));
+    EXPECT_EQ(most, drained(reader));
     EXPECT_FALSE(wan_.setStatus("/fifo", (room + "more").c_str()));
-    EXPECT_EQ(room, taken(reader));
+    EXPECT_EQ(room, drained(reader));
 
     EXPECT_TRUE(wan_.setStatus("/fifo", filling.c_str()));
     EXPECT_FALSE(wan_.setStatus("/fifo", most.c_str()));
-    EXPECT_EQ(filling, taken(reader));
+    EXPECT_EQ(filling, drained(reader));
     close(reader);
 }
 
-TEST_F(StatusTree, AReaderThatLeavesCausesNoSignal) {
+TEST_F(StatusTree, AFifoThatLosesItsLastReaderCausesNoSignal) {
     shell("mkfifo fifo");
     sigset_t brokenPipe, mask;
     sigemptyset(&brokenPipe);
@@ -265,7 +248,7 @@ TEST_F(StatusTree, AReaderThatLeavesCausesNoSignal) {
     pthread_sigmask(SIG_UNBLOCK, &brokenPipe, nullptr);
 }
 
-// O_NONBLOCK would make a difference to them.
+// They are opened without O_NONBLOCK, which would change what they do.
 TEST_F(StatusTree, DevicesAndLeasedFilesAreOpenedAsUsual) {
     shell("ln -s /dev/null null; printf down > state");
     EXPECT_TRUE(wan_.setStatus("/null", "up"));
@@ -278,7 +261,7 @@ TEST_F(StatusTree, DevicesAndLeasedFilesAreOpenedAsUsual) {
     Process holder([] {
         const int fd = open("/tmp/status/wan/state", O_RDWR);
         if (fcntl(fd, F_SETLEASE, F_WRLCK) == 0) writeFile("/tmp/status/wan/leased", "");
-        return pause();  // until the SIGIO with which the kernel asks for the lease
+        return pause();  // until the kernel breaks the lease and sends SIGIO
     });
     EXPECT_TRUE(soon([] { return exists(TREE + "/wan/leased"); }));
     EXPECT_TRUE(wan_.setStatus("/state", "up"));
@@ -289,9 +272,7 @@ TEST_F(StatusTree, DevicesAndLeasedFilesAreOpenedAsUsual) {
 TEST_F(StatusTree, Links) {
     EXPECT_TRUE(wan_.setStatus("/link", "a file first"));
     EXPECT_TRUE(wan_.setLink("/link", "../lan/state"));
-    char target[100] = {};
-    EXPECT_EQ(12, readlink("/tmp/status/wan/link", target, sizeof target));
-    EXPECT_STREQ("../lan/state", target);
+    EXPECT_EQ("../lan/state", std::filesystem::read_symlink(TREE + "/wan/link"));
     EXPECT_TRUE(wan_.setLink("/link", ""));
     EXPECT_FALSE(exists(TREE + "/wan/link"));
     EXPECT_TRUE(wan_.setLink("/link", ""));
@@ -306,7 +287,7 @@ void send(const std::string& fifo, const std::string& bytes) {
     close(fd);
 }
 
-// Runs the loop until nothing is waiting.
+// Runs the loop until there is nothing left to read.
 void runLoop() {
     for (int i = 0; i < 5; ++i) event_loop(EVLOOP_NONBLOCK);
 }
@@ -319,7 +300,7 @@ class StatusFifo : public StatusTree {
     unsigned long first_;
 };
 
-TEST_F(StatusFifo, ReceiversAreToldApartAndRemovedAlone) {
+TEST_F(StatusFifo, IdentifiersNameReceivers) {
     EXPECT_EQ(static_cast<mode_t>(S_IFIFO | 0644), modeOf(TREE + "/wan/first"));
     writeFile(TREE + "/wan/second", "a leftover file");
     const unsigned long second = wan_.setupIpcRxFifo("/second", &observer_);
@@ -336,26 +317,14 @@ TEST_F(StatusFifo, ReceiversAreToldApartAndRemovedAlone) {
     runLoop();
     EXPECT_EQ("/second/first.", observer_.received);
 
-    // They stay where they were made when the directory changes, and go with the object.
+    // A FIFO stays in the directory where it was made. cleanup() removes it.
     EXPECT_TRUE(wan_.setup(STATUS_BASE_TMP, "/lan"));
     wan_.cleanup();
     EXPECT_FALSE(exists(TREE + "/wan/second"));
 }
 
-TEST_F(StatusFifo, AReceiverMayGoWithItsOwnerWhileItIsServed) {
-    StatusInterface* owner = new StatusInterface;
-    owner->setup(STATUS_BASE_TMP, "/owner");
-    EXPECT_NE(0UL, owner->setupIpcRxFifo("/own", &observer_));
-    observer_.then = [&](unsigned long) { delete std::exchange(owner, nullptr); };
-    send(TREE + "/owner/own", std::string(300, '3'));
-    runLoop();
-    EXPECT_EQ(nullptr, owner);
-    EXPECT_EQ(1U, observer_.receivers.size());
-    EXPECT_FALSE(exists(TREE + "/owner/own"));
-}
-
-// It is served, also when it is given the same descriptor.
-TEST_F(StatusFifo, AReceiverMayBeReplacedWhileItIsServed) {
+// The new receiver works, even if it gets the same descriptor.
+TEST_F(StatusFifo, AnObserverMayReplaceItsReceiver) {
     observer_.then = [&](unsigned long receiver) {
         observer_.then = nullptr;
         wan_.deleteIpcRxFifo(receiver);
@@ -372,7 +341,7 @@ TEST_F(StatusFifo, AnObserverMayRunTheLoopAndRemoveItself) {
     observer_.then = [&](unsigned long receiver) {
         observer_.then = [&](unsigned long inner) { wan_.deleteIpcRxFifo(inner); };
         send(TREE + "/wan/first", "inner");
-        // libevent does not serve an event within itself; its callback called directly does.
+        // libevent does not call the callback again from within itself, so call it directly.
         StatusInterface::STATUS_FIFO_READ_EVENT(reinterpret_cast<struct bufferevent*>(receiver),
                                                 static_cast<StatusFifoObserver*>(&observer_));
     };
@@ -382,25 +351,25 @@ TEST_F(StatusFifo, AnObserverMayRunTheLoopAndRemoveItself) {
     EXPECT_FALSE(exists(TREE + "/wan/first"));
 }
 
-TEST_F(StatusFifo, OnlyItsOwnNodeGoesWithAReceiver) {
+TEST_F(StatusFifo, AReceiverRemovesOnlyItsOwnNode) {
     const unsigned long second = wan_.setupIpcRxFifo("/first", &observer_);
     wan_.deleteIpcRxFifo(first_);
     send(TREE + "/wan/first", "to the second");
     runLoop();
     EXPECT_EQ("to the second", observer_.received);
 
-    shell("rm first; mkfifo first");  // as another instance does when it starts
+    shell("rm first; mkfifo first");  // as a new instance of the daemon does
     wan_.deleteIpcRxFifo(second);
     EXPECT_TRUE(exists(TREE + "/wan/first"));
 }
 
-TEST_F(StatusFifo, OnlyTheNodeJustMadeIsUsed) {
-    for (const char* planted : {"rm new; touch new", "rm new; ln -s first new", "rm new"}) {
-        const Interception plant("lstat", [&](long) {
-            shell(planted);
+TEST_F(StatusFifo, ANodeThatReplacesTheNewOneIsNotUsed) {
+    {
+        const Interception plant("lstat", [](long) {
+            shell("ln -sf first new");
             return 0;
         });
-        EXPECT_EQ(0UL, wan_.setupIpcRxFifo("/new", &observer_)) << planted;
+        EXPECT_EQ(0UL, wan_.setupIpcRxFifo("/new", &observer_));
     }
     const Interception exchange("open", [](long) {
         shell("mv new old; mkfifo new");
@@ -418,7 +387,7 @@ TEST_F(StatusFifo, ANodeOfAnotherUserIsNotUsed) {
     EXPECT_TRUE(exists(TREE + "/wan/new"));
 }
 
-TEST_F(StatusFifo, AnExceptionOfAnObserverIsStoppedAndLogged) {
+TEST_F(StatusFifo, AnExceptionOfAnObserverIsCaughtAndLogged) {
     SyslogReader log;
     observer_.then = [&](unsigned long receiver) {
         if (observer_.receivers.size() == 1) throw std::runtime_error("first");
@@ -448,7 +417,7 @@ void* endsInItsObserver(void* receiver) {
     return nullptr;
 }
 
-TEST_F(StatusFifo, TheEndOfAThreadIsNotStopped) {
+TEST_F(StatusFifo, AnObserverMayEndItsThread) {
     void* result = nullptr;
     observer_.then = [&](unsigned long receiver) {
         pthread_t thread;
@@ -462,51 +431,14 @@ TEST_F(StatusFifo, TheEndOfAThreadIsNotStopped) {
     EXPECT_EQ(std::string(151, 'x'), observer_.received);
 }
 
-TEST_F(StatusFifo, SetupFailures) {
-    mkdir((TREE + "/wan/dir").c_str(), 0755);
-    for (const char* name : {"/no/such/dir", "/dir"})
-        EXPECT_EQ(0UL, wan_.setupIpcRxFifo(name, &observer_));
+// From a set-up before there is an event base.
+unsigned long withoutBase;
+
+TEST(StatusFifoWithoutBase, IsNotMade) {
+    EXPECT_EQ(0UL, withoutBase);
 }
 
-// Tried by main before there is an event base.
-bool leavesNothingBehind() {
-    StatusInterface interface;
-    FifoObserver observer;
-    EXPECT_TRUE(interface.setup(STATUS_BASE_TMP, "/without"));
-    const int descriptors = openDescriptors();
-    if (interface.setupIpcRxFifo("/fifo", &observer) != 0) return false;
-    return !exists("/tmp/status/without/fifo") && openDescriptors() == descriptors;
-}
-bool withoutBase;
-
-TEST(StatusFifoWithoutBase, LeavesNothingBehind) {
-    EXPECT_TRUE(withoutBase);
-}
-
-TEST(EventCatalogue, IsConsistent) {
-    // The highest number of each class; class 4 has a gap at 5.
-    const int highest[] = {0, 2, 8, 2, 15, 12, 4, 2, 2, 6, 2, 2};
-    std::set<int32_t> ids = {0x04000005};
-    std::set<std::string> names;
-    for (const EventCatalogueEntry& entry : EVENT_CATALOGUE) {
-        const int eventClass = entry.id >> 24, number = entry.id & 0xFFFFFF;
-        ASSERT_LE(1, eventClass) << entry.name;
-        ASSERT_GE(11, eventClass) << entry.name;
-        EXPECT_LE(1, number) << entry.name;
-        EXPECT_GE(highest[eventClass], number) << entry.name;
-        EXPECT_TRUE(ids.insert(entry.id).second) << entry.name;
-        EXPECT_TRUE(names.insert(entry.name).second) << entry.name;
-        EXPECT_EQ(strlen(entry.name), strspn(entry.name, "abcdefghijklmnopqrstuvwxyz0123456789-"));
-        EXPECT_NE('.', entry.description[strlen(entry.description) - 1]);
-    }
-    EXPECT_EQ(56U, names.size());
-    EXPECT_STREQ("wan-up", EVENT_CATALOGUE[0].name);
-    EXPECT_EQ(0x0400000C, EVENT_CATALOGUE[18].id);
-    EXPECT_STREQ("GRE connection came up", EVENT_CATALOGUE[18].description);
-    EXPECT_STREQ("test event", EVENT_CATALOGUE[55].description);
-}
-
-TEST(EventCatalogue, IsSearched) {
+TEST(EventCatalogue, FindsEachRowByItsIdAndName) {
     for (const EventCatalogueEntry& entry : EVENT_CATALOGUE) {
         EXPECT_EQ(&entry, findEventById(entry.id));
         EXPECT_EQ(&entry, findEventByName(std::string(entry.name).c_str()));
@@ -520,7 +452,8 @@ TEST(EventCatalogue, IsSearched) {
 
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
-    withoutBase = leavesNothingBehind();
+    FifoObserver observer;
+    withoutBase = StatusInterface().setupIpcRxFifo("/tmp/fifo", &observer);
     event_init();
     return RUN_ALL_TESTS();
 }
