@@ -45,31 +45,21 @@ TEST(StdInterop, StreamsAsStdStrings) {
 }
 
 TEST(StdInterop, HashesAgreeWithEquality) {
-    // Equal: the same length, and the same up to the first NUL.
+    // Equal Strings have the same length and the same characters up to the first NUL.
     EXPECT_EQ(std::hash<String>()(toString(BYTES)), std::hash<String>()(toString({"a\0c\x01", 4})));
-    std::unordered_set<String> texts;
-    for (int i = 0; i < 1000; ++i) texts.insert(String::stringOf(i));
-    texts.insert(toString(BYTES));
-    EXPECT_EQ(1001u, texts.size());
-    EXPECT_EQ(1u, texts.count(String("99") + "9"));
-    EXPECT_EQ(1u, texts.count(toString({"a\0c\x01", 4})));
-    EXPECT_EQ(0u, texts.count("a"));
     std::unordered_set<size_t> hashes;
-    for (const String& text : texts) hashes.insert(std::hash<String>()(text));
+    for (int i = 0; i < 1000; ++i) hashes.insert(std::hash<String>()(String::stringOf(i)));
     EXPECT_LT(990u, hashes.size());
 }
 
 TEST(StdInterop, ValuesOfTables) {
     int values[3];
-    INUInt32HashTable byNumber(2, HASH_LOW_BITS);
-    INStringHashTable byText(8);
-    EXPECT_TRUE(valuesOf(byNumber).empty());
-    for (unsigned long i = 0; i < 3; ++i) byNumber.addEntry(3 - i, &values[i]);
-    byText.addEntry("key", &values[1]);
-    EXPECT_EQ((std::vector<void*>{&values[1], &values[0], &values[2]}), valuesOf(byNumber));
-    EXPECT_EQ(std::vector<void*>{&values[1]}, valuesOf(byText));
+    INUInt32HashTable table(2, HASH_LOW_BITS);
+    EXPECT_TRUE(valuesOf(table).empty());
+    for (unsigned long i = 0; i < 3; ++i) table.addEntry(3 - i, &values[i]);
+    EXPECT_EQ((std::vector<void*>{&values[1], &values[0], &values[2]}), valuesOf(table));
     const allocations::Refusal refusal(1);
-    EXPECT_TRUE(valuesOf(byNumber).empty());
+    EXPECT_TRUE(valuesOf(table).empty());
 }
 
 }  // namespace
