@@ -1,17 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
-// A client at one end of a virtual wire, and at the other end the test itself, which sees every
-// packet that was sent and answers. fuzz/echo_reply.cc has it read packets of any bytes.
+// A client at one end of a virtual wire. At the other end the test itself sees every packet that
+// was sent, and answers. fuzz/echo_reply.cc makes a client read any packets, and checks the
+// checksum.
 
 #include <velutils++/echo_client.h>
 
 #include <arpa/inet.h>
-#include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <linux/capability.h>
 #include <stdlib.h>
-#include <string.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -20,13 +18,12 @@
 
 #include "tests/support/echo_fields.h"
 #include "tests/support/files.h"
-#include "tests/support/network.h"
+#include "tests/support/packets.h"
 
 namespace {
 
-// What the library hands to sendto(2), which may tell of one byte less.
+// What the library passes to sendto(2), which can report one byte less than it sent.
 Bytes lastPacket;
-struct sockaddr_in lastDestination;
 bool sendOneLess;
 
 }  // namespace
@@ -36,7 +33,6 @@ extern "C" __attribute__((visibility("default"))) ssize_t sendto(int fd, const v
                                                                  const struct sockaddr* to,
                                                                  socklen_t length) {
     lastPacket.assign(static_cast<const char*>(data), n);
-    if (length == sizeof lastDestination) memcpy(&lastDestination, to, length);
     const ssize_t sent = syscall(SYS_sendto, fd, data, n, flags, to, length);
     return sendOneLess ? sent - 1 : sent;
 }
@@ -50,18 +46,8 @@ int ping(PingClient& client, const char* host = FAR_IP, const char* source = NEA
     return client.sendSimplePing(String(host), String(source));
 }
 
-// An ICMP message inside an IPv4 packet with `options` (NOPs) in its header.
-Bytes packet(char type, unsigned identifier, unsigned sequence, const char* from, const char* to,
-             size_t options = 0) {
-    Bytes icmp = Bytes{type, 0, 0, 0} + number(identifier) + number(sequence);
-    icmp.replace(2, 2, internetChecksum(icmp));
-    const size_t header = 20 + options;
-    Bytes ip = Bytes{static_cast<char>(0x40 + header / 4), 0} +
-               number(static_cast<unsigned>(header + icmp.size())) +
-               Bytes{0, 0, 0, 0, static_cast<char>(128), 1, 0, 0} + address(from) + address(to) +
-               Bytes(options, '\1');
-    ip.replace(10, 2, internetChecksum(ip));
-    return ip + icmp;
+Bytes packet(int type, unsigned identifier, unsigned sequence, const char* from, const char* to) {
+    return ipv4(from, to, icmp(type, 0, number(identifier) + number(sequence)));
 }
 
 class EchoClient : public testing::Test {
@@ -72,14 +58,11 @@ class EchoClient : public testing::Test {
         EXPECT_EQ(descriptors_, openDescriptors());
     }
 
-    // A message with the last request's numbers, plus a difference.
-    void answer(int sequenceStep, int identifierStep = 0, size_t options = 0) {
+    // Sends the reply to the last request.
+    void answer() {
         const EchoFields fields = fieldsOf(client_);
-        const Bytes sent = packet(0, static_cast<unsigned>(fields.identifier + identifierStep),
-                                  static_cast<unsigned>(fields.sequenceNumber + sequenceStep),
-                                  FAR_IP, NEAR_IP, options);
-        wire_.send(sent);
-        EXPECT_TRUE(arrives(fieldsOf(client_).socketFd));
+        wire_.send(packet(0, fields.identifier, fields.sequenceNumber, FAR_IP, NEAR_IP));
+        EXPECT_TRUE(arrives(fields.socketFd));
     }
 
     Wire wire_;
@@ -104,18 +87,13 @@ TEST_F(EchoClient, SendsTwentyEightExactBytes) {
         const Bytes expected = packet(8, 0xABCD, sequence, NEAR_IP, FAR_IP);
         EXPECT_EQ(28u, expected.size());
         EXPECT_EQ(expected, lastPacket);
-        EXPECT_EQ(AF_INET, lastDestination.sin_family);
-        EXPECT_EQ(0, lastDestination.sin_port);
-        EXPECT_EQ(inet_addr(FAR_IP), lastDestination.sin_addr.s_addr);
-        // The kernel replaces the identification, and with it the header checksum.
-        Bytes onWire = wire_.receive();
-        onWire.replace(4, 2, 2, '\0').replace(10, 2, expected, 10, 2);
-        EXPECT_EQ(expected, onWire);
+        // The kernel replaces the identification and the checksum of the IP header.
+        EXPECT_EQ(expected.substr(20), wire_.receive().substr(20));
     }
     EXPECT_EQ(FD_CLOEXEC, fcntl(fieldsOf(client_).socketFd, F_GETFD));
     EXPECT_EQ(0, ping(client_, "localhost", "127.0.0.1"));
     EXPECT_EQ(packet(8, 0xABCD, 2, "127.0.0.1", "127.0.0.1"), lastPacket);
-    // The request to an own address comes by first.
+    // An address of this host receives the request first.
     EXPECT_TRUE(arrives(fieldsOf(client_).socketFd));
     EXPECT_EQ(0, client_.checkPingResponse());
     ping(client_, FAR_IP, "no address");
@@ -126,45 +104,32 @@ TEST_F(EchoClient, PollsForTheReply) {
     EXPECT_EQ(3, client_.checkPingResponse());
     ASSERT_EQ(0, ping(client_));
     EXPECT_EQ(2, client_.checkPingResponse());
-    answer(0);
+    answer();
     EXPECT_EQ(0, client_.checkPingResponse());
     EXPECT_EQ(2, client_.checkPingResponse());
 
-    answer(-1);  // the reply to the request before
-    answer(0, 1);
-    EXPECT_EQ(2, client_.checkPingResponse());
-    answer(0, 0, 40);  // with all the options there can be
-    EXPECT_EQ(0, client_.checkPingResponse());
-
-    answer(0);
-    ASSERT_EQ(0, ping(client_));  // a new socket: nothing waits any more
+    answer();
+    ASSERT_EQ(0, ping(client_));  // on a new socket, which has no packets
     EXPECT_EQ(2, client_.checkPingResponse());
     client_.cleanup();
     EXPECT_EQ(3, client_.checkPingResponse());
     EXPECT_EQ(-1, fieldsOf(client_).socketFd);
 }
 
-TEST_F(EchoClient, FailuresGiveOneAndLeakNothing) {
+TEST_F(EchoClient, AFailedRequestCountsAndKeepsItsSocket) {
     const uint16_t before = fieldsOf(client_).sequenceNumber;
-    // From here on the socket stays for the next cleanup.
     EXPECT_EQ(1, ping(client_, "does-not-exist.invalid"));
     EXPECT_NE(-1, fieldsOf(client_).socketFd);
     EXPECT_EQ(2, client_.checkPingResponse());
-    EXPECT_EQ(1, ping(client_, "203.0.113.1"));  // no route
     sendOneLess = true;
     EXPECT_EQ(1, ping(client_));
-    EXPECT_NE(-1, fieldsOf(client_).socketFd);
     sendOneLess = false;
     EXPECT_EQ(0, ping(client_));
-    // Each try counted.
-    EXPECT_EQ(static_cast<uint16_t>(before + 4), fieldsOf(client_).sequenceNumber);
-    const WithoutCapability lacking(CAP_NET_RAW);
-    EXPECT_EQ(1, ping(client_));
-    EXPECT_EQ(3, client_.checkPingResponse());
+    EXPECT_EQ(static_cast<uint16_t>(before + 3), fieldsOf(client_).sequenceNumber);
 }
 
-// The second checksum is that of the whole packet, with the first one in it.
-TEST_F(EchoClient, OverridesAreCalled) {
+// The second checksum is that of the whole packet, which includes the first one.
+TEST_F(EchoClient, AnOverriddenChecksumIsUsed) {
     class Marking : public PingClient {
       public:
         unsigned short checksum(unsigned short* data, int length) const override {
@@ -179,11 +144,6 @@ TEST_F(EchoClient, OverridesAreCalled) {
     expected.replace(22, 2, "XX");
     EXPECT_EQ(Bytes(expected).replace(10, 2, 2, '\0'), client.seen);
     EXPECT_EQ(expected.replace(10, 2, "XX"), lastPacket);
-}
-
-TEST_F(EchoClient, ChecksumFoldsTwice) {
-    unsigned short carries[] = {0xFFFF, 0xFFFF, 0x0001};
-    EXPECT_EQ(0xFFFE, client_.checksum(carries, 6));
 }
 
 }  // namespace
