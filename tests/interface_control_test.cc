@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// On a pair of virtual interfaces, the two ends of one wire. What the kernel made of a request is
-// read with ip(8).
+// On a pair of virtual interfaces, the two ends of one wire. ip(8) shows what a request has
+// changed. failures_test.cc makes system calls fail.
 
 #include <velutils++/interface_control.h>
 
 #include <gtest/gtest.h>
-#include <linux/capability.h>
 #include <poll.h>
 
 #include <string>
@@ -37,7 +36,7 @@ class InterfaceControl : public testing::Test {
         return state.find(words) != std::string::npos;
     }
 
-    // The kernel tells a change of the carrier a little later.
+    // The kernel reports a change of the carrier a little later.
     bool becomesUp(bool up) {
         for (int tries = 0; tries < 500; ++tries, poll(nullptr, 0, 10))
             if (control_.isInterfaceUp(NEAR) == up) return true;
@@ -53,7 +52,7 @@ class InterfaceControl : public testing::Test {
 TEST_F(InterfaceControl, AvailabilityMatchesPartsOfNames) {
     for (const char* name : {"lo", NEAR, "near", "wir", ""})
         EXPECT_TRUE(control_.isInterfaceAvailable(name)) << name;
-    // No cutting here: a longer name is part of none.
+    // Here a name that is too long is not cut.
     for (const char* name : {"near_end_of_wire", "NEAR", "wan0", " lo"})
         EXPECT_FALSE(control_.isInterfaceAvailable(name)) << name;
 }
@@ -86,9 +85,9 @@ TEST_F(InterfaceControl, OneBringsUpAndAnythingElseDownKeepingOtherFlags) {
 TEST_F(InterfaceControl, AddressAndMask) {
     EXPECT_EQ(0u, control_.getIpV4Address(NEAR));
     EXPECT_EQ(0u, control_.getIpV4Mask(NEAR));
-    EXPECT_FALSE(control_.setIpV4Mask(NEAR, 0xFFFFFF00));  // no address to have one
+    EXPECT_FALSE(control_.setIpV4Mask(NEAR, 0xFFFFFF00));  // needs an address
     EXPECT_TRUE(control_.setIpV4Address(NEAR, 0xC0A80101));
-    EXPECT_TRUE(nearHas("inet 192.168.1.1/24"));
+    EXPECT_TRUE(nearHas("inet 192.168.1.1/24"));  // with the mask of its class
     EXPECT_TRUE(control_.setIpV4Mask(NEAR, 0xFFFFC000));
     EXPECT_TRUE(nearHas("inet 192.168.1.1/18"));
     EXPECT_EQ(0xC0A80101, control_.getIpV4Address(NEAR));
@@ -96,48 +95,47 @@ TEST_F(InterfaceControl, AddressAndMask) {
     EXPECT_FALSE(control_.setIpV4Mask(NEAR, 0xFF00FF00));
     EXPECT_FALSE(control_.setIpV4Address(NEAR, 0xE0000001));
     EXPECT_TRUE(nearHas("inet 192.168.1.1/18"));
-    // A new address brings the mask of its class.
-    EXPECT_TRUE(control_.setIpV4Address(NEAR, 0x0A000001));
-    EXPECT_EQ(0xFF000000, control_.getIpV4Mask(NEAR));
     EXPECT_TRUE(control_.setIpV4Address(NEAR, 0));
     EXPECT_FALSE(nearHas("inet"));
 }
 
 TEST_F(InterfaceControl, AddressWithMask) {
-    EXPECT_TRUE(setIpV4AddressAndMask(control_, NEAR, 0xC0A80101, 0xFFFFC000));
-    EXPECT_TRUE(nearHas("inet 192.168.1.1/18"));
-    EXPECT_TRUE(setIpV4AddressAndMask(control_, NEAR, 0xC0A80101, 0xFFFFFFFC));  // the mask alone
-    EXPECT_TRUE(nearHas("inet 192.168.1.1/30"));
-    EXPECT_TRUE(setIpV4AddressAndMask(control_, NEAR, ~0xFFFFFFFFUL | 0x0A010203,
-                                      ~0xFFFFFFFFUL | 0xFFFF0000));
+    const unsigned long high = ~0xFFFFFFFFUL;  // 0 where long has 32 bits
+    EXPECT_TRUE(setIpV4AddressAndMask(control_, NEAR, high | 0x0A010203, high | 0xFFFF0000));
     EXPECT_TRUE(nearHas("inet 10.1.2.3/16"));
     const struct {
-        unsigned long address, mask;
-    } refused[] = {{0xE0000001, 0xFFFFFF00}, {0x0A000001, 0xFF00FF00}, {0, 0xFF000000}};
+        unsigned long address;
+        unsigned long mask;
+    } refused[] = {
+        {0xE0000001, 0xFFFFFF00},
+        {0x0A000001, 0xFF00FF00},
+        {0, 0xFF000000},
+    };
     for (const auto& row : refused) {
         EXPECT_FALSE(setIpV4AddressAndMask(control_, NEAR, row.address, row.mask)) << row.address;
         EXPECT_TRUE(nearHas("inet 10.1.2.3/16")) << row.address;
     }
-    EXPECT_FALSE(setIpV4AddressAndMask(control_, "nowhere", 0x0A000001, 0xFF000000));
+}
 
-    // A kernel that takes the address and not the mask
+// The kernel takes the address, but not the mask.
+TEST_F(InterfaceControl, AddressWithMaskRestoresTheOldState) {
     struct : IpInterfaceStatus {
         bool setIpV4Mask(char const* name, unsigned int mask) override {
             return mask != 0xFFFFFF00 && IpInterfaceStatus::setIpV4Mask(name, mask);
         }
     } half;
     EXPECT_FALSE(setIpV4AddressAndMask(half, NEAR, 0xC0A80101, 0xFFFFFF00));
-    EXPECT_TRUE(nearHas("inet 10.1.2.3/16"));
-    EXPECT_TRUE(half.setIpV4Address(NEAR, 0));
-    EXPECT_FALSE(setIpV4AddressAndMask(half, NEAR, 0xC0A80101, 0xFFFFFF00));
     EXPECT_FALSE(nearHas("inet"));
+    EXPECT_TRUE(setIpV4AddressAndMask(half, NEAR, 0x0A010203, 0xFFFF0000));
+    EXPECT_FALSE(setIpV4AddressAndMask(half, NEAR, 0xC0A80101, 0xFFFFFF00));
+    EXPECT_TRUE(nearHas("inet 10.1.2.3/16"));
 }
 
 TEST_F(InterfaceControl, TransmitQueueLength) {
     if (contentOf("/proc/self/uid_map").find("4294967295") == std::string::npos)
         GTEST_SKIP() << "only root outside a user namespace may set it";
 #ifdef VELUTILS_BIG_ENDIAN_QEMU
-    GTEST_SKIP() << "qemu-user hands the length on in the wrong order of bytes";
+    GTEST_SKIP() << "qemu-user passes the length in the wrong byte order";
 #endif
     for (const unsigned length : {1234u, 0u, 0x7FFFFFFFu}) {
         EXPECT_TRUE(control_.setTxQueueLen(NEAR, length));
@@ -147,7 +145,7 @@ TEST_F(InterfaceControl, TransmitQueueLength) {
     EXPECT_TRUE(nearHas("qlen 2147483647"));
 }
 
-TEST_F(InterfaceControl, NamesAreCutAndStrangeOnesFail) {
+TEST_F(InterfaceControl, LongNamesAreCutAndUnknownOnesFail) {
     EXPECT_TRUE(control_.setIpV4Address((std::string(NEAR) + "e").c_str(), 0x0A000001));
     EXPECT_EQ(0x0A000001u, control_.getIpV4Address((NEAR + std::string(4096, 'x')).c_str()));
     for (const std::string& text : {std::string(), std::string("near"), std::string(4096, 'x')}) {
@@ -162,29 +160,11 @@ TEST_F(InterfaceControl, NamesAreCutAndStrangeOnesFail) {
     }
 }
 
-TEST_F(InterfaceControl, WithoutPrivilegeOnlyReadingWorks) {
-    EXPECT_TRUE(control_.setIpV4Address(NEAR, 0xC0A80101));
-    const WithoutCapability lacking(CAP_NET_ADMIN);
-    EXPECT_FALSE(control_.setInterfaceUp("lo", 0));
-    EXPECT_FALSE(control_.setIpV4Address(NEAR, 1));
-    EXPECT_FALSE(control_.setIpV4Mask(NEAR, 0xFFFF0000));
-    EXPECT_FALSE(control_.setTxQueueLen(NEAR, 5));
-    EXPECT_TRUE(control_.isInterfaceUp("lo"));
-    EXPECT_EQ(0xC0A80101, control_.getIpV4Address(NEAR));
-    EXPECT_EQ(0xFFFFFF00, control_.getIpV4Mask(NEAR));
-}
-
 TEST_F(InterfaceControl, ConnectivityIsAFileThatOpens) {
     const std::string directory = "/tmp/status/link-manager/hotlink";
-    const std::string file = directory + "/interface";
     outputOf("mkdir -p " + directory);
     EXPECT_FALSE(control_.haveNetworkConnectivity());
-    writeFile(file, "");
-    EXPECT_TRUE(control_.haveNetworkConnectivity());
-    outputOf("ln -sf nowhere " + file);
-    EXPECT_FALSE(control_.haveNetworkConnectivity());
-    // A FIFO without a writer keeps nobody waiting.
-    outputOf("rm -f " + file + "; mkfifo " + file);
+    outputOf("mkfifo " + directory + "/interface");  // has no writer, and blocks nobody
     EXPECT_TRUE(control_.haveNetworkConnectivity());
     outputOf("rm -r /tmp/status");
 }
