@@ -29,7 +29,7 @@ const struct option LONG_OPTIONS[] = {
     {nullptr, 0, nullptr, 0},
 };
 
-// Prints what is wrong, and the word that is.
+// Prints what is wrong, and quotes the wrong word if there is one.
 void complain(const char* command, std::string_view what, const char* word = nullptr) {
     const std::string quoted = word == nullptr ? "" : joined({" '", escaped(word), "'"});
     say({command, ": ", what, quoted, "; see velutils ", command, " --help"});

@@ -4,7 +4,7 @@
 //
 //     velutils FAMILY [FAMILY'S OPTIONS] COMMAND [OPTIONS] OPERANDS
 //
-// At each level, options end at the first word that is not one, or at "--".
+// At each level, options end at the first word that is not an option, or at "--".
 
 #ifndef VELUTILS_COMMANDS_COMMAND_H
 #define VELUTILS_COMMANDS_COMMAND_H
@@ -46,7 +46,7 @@ const int ANY_NUMBER = -1;
 
 struct Command {
     const char* name;     // includes the family's, as in "status get"
-    const char* options;  // the letters of those that it takes
+    const char* options;  // the letters of the options that it accepts
     int fewestOperands;
     int mostOperands;  // or ANY_NUMBER
     int failureStatus;
@@ -59,7 +59,7 @@ struct Family {
     const char* name;
     const char* options;
     const char* summary;
-    const Command* commands;  // a single one stands for the family itself
+    const Command* commands;  // if there is only one, it has the family's name
     int commandCount;
 };
 

@@ -11,7 +11,7 @@
 // The reader takes at most this many bytes at once, and treats a longer line as several.
 const size_t PIECE_SIZE = 1022;
 
-// What the reader takes at once: all up to a newline, but no more than PIECE_SIZE bytes.
+// What the reader takes at once: everything up to a newline, but no more than PIECE_SIZE bytes.
 struct Piece {
     size_t begin = 0;   // in the file
     size_t end = 0;     // after the newline, if it has one
@@ -32,7 +32,7 @@ std::string valueOf(const Piece& piece);  // REQUIRES: it is an entry
 bool isBlank(char ch);
 std::string withoutBlankEnds(const std::string& text);
 
-// The entries. The first of several with the same key counts.
+// The entries. If a key occurs again, its first value is returned.
 std::map<std::string, std::string> entriesOf(const std::string& file);
 
 // Reads a whole file. Returns 0 or an error number.

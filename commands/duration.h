@@ -8,7 +8,7 @@
 #include <stdint.h>
 
 // Reads a number of seconds: digits, and optionally a point and more digits. False for any other
-// text. More than 30 years count as 30 years.
+// text. A longer time than 30 years becomes 30 years.
 bool parseSeconds(const char* text, int64_t* nanoseconds);
 
 // A moment, or never.

@@ -19,7 +19,7 @@ std::string jsonString(std::string_view bytes);
 std::string labelValue(std::string_view bytes);
 
 // The bytes as UTF-8 (RFC 3629). U+FFFD replaces each byte that cannot begin a character, and each
-// beginning of a character that does not go on as it must.
+// incomplete character.
 std::string asUtf8(std::string_view bytes);
 
 #endif

@@ -129,7 +129,7 @@ int attend(pid_t child) {
 
 // Runs the command. Returns its exit status, or -1 with errno.
 int run(char** command, const sigset_t& mask) {
-    // While it is ignored, the kernel reaps children and nobody can wait for them.
+    // If SIGCHLD is ignored, the kernel reaps the child and its status is lost.
     struct sigaction standard = {}, before;
     standard.sa_handler = SIG_DFL;
     sigaction(SIGCHLD, &standard, &before);

@@ -3,8 +3,8 @@
 // Objects are read, not mapped: mapping one would make this process one of its users. A mutex names
 // the thread that holds it; users are the processes that map the object's device and inode.
 //
-// When a thread ends, its number may go to another one. So a holder counts as alive only if its
-// process maps the object, or does not let us see what it maps.
+// When a thread ends, a new thread may get its number. So a holder is reported as alive only if its
+// process maps the object, or if we may not see what it maps.
 
 #include "lock_table.h"
 

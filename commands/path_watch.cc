@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
 // If the path continues with a directory, only removing and renaming that directory matter, and
-// other changes in the parent (/tmp, say) wake nobody. If the next component is missing, is a link
-// or is the file itself, all changes of entries matter. The kernel reports that a watched directory
-// was removed only when no process has it open any more, so its entry in the parent is watched as
-// well.
+// other changes in the parent (/tmp, say) do not wake the program. If the next component is
+// missing, is a link or is the file itself, all changes of entries matter. The kernel reports that
+// a watched directory was removed only when no process has it open any more, so its entry in the
+// parent is watched as well.
 //
 // A change between looking and watching would be missed. So the path is walked again until a walk
 // adds no new watch.
@@ -41,7 +41,7 @@ std::string parentOf(const std::string& directory) {
     return slash == std::string::npos ? "" : directory.substr(0, slash);
 }
 
-// Empty if it is no longer a link.
+// Returns the empty text if the file is no longer a link.
 std::string targetOf(const std::string& link) {
     char target[PATH_MAX];
     const ssize_t n = readlink(link.c_str(), target, sizeof target);
@@ -152,8 +152,8 @@ int PathWatch::walk(const std::string& path, Watches* watches) {
     return error != 0 ? error : watch(directory, 0, "", watches);
 }
 
-// It is no error if the directory is gone: the next walk sees that. Nor if it may not be watched
-// and only its removal would matter.
+// A missing directory is no error: the next walk sees that it is gone. Neither is a directory that
+// may not be watched, if only its removal would matter.
 int PathWatch::watch(const std::string& directory, uint32_t mask, std::string_view name,
                      Watches* watches) {
     const int watch = queue_->add(joined({directory, "/"}).c_str(), mask | ITSELF | IN_ONLYDIR);

@@ -32,12 +32,13 @@ class ChangeQueue {
     // Returns 0 or an error number.
     int open();
 
-    // Watches for more kinds of changes. Returns the watch, or -1 with errno.
+    // Watches the path for the kinds of changes in mask, in addition to those of earlier calls.
+    // Returns the watch, or -1 with errno.
     int add(const char* path, uint32_t mask);
     void remove(int watch);
 
-    // Waits for the next change. False when the time is up or, with LOOK_AFTER, when nobody reads
-    // standard output any more.
+    // Waits for the next change. False when the time is up or, with LOOK_AFTER, when standard
+    // output no longer has a reader.
     enum class Output { IGNORE, LOOK_AFTER };
     bool next(const Deadline& deadline, Output output, Change* change);
 

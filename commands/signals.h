@@ -16,7 +16,7 @@ inline void setSignalMask(int how, const sigset_t& signals, sigset_t* before) {
     syscall(SYS_rt_sigprocmask, how, &signals, before, _NSIG / 8);
 }
 
-// Blocks signals while it lives. Those that arrived take effect afterwards.
+// Blocks signals while it lives. Signals that arrive take effect afterwards.
 class SignalsHeld {
   public:
     explicit SignalsHeld(const sigset_t& signals) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A walk opens each directory relative to the one above and follows no links. So nobody can lead it
-// out of the tree by replacing a directory with a link.
+// A walk opens each directory relative to its parent and follows no links. So it stays in the tree
+// even if another process replaces a directory with a link.
 
 #include "status_entry.h"
 
@@ -128,7 +128,7 @@ void walkEntry(int directory, const std::string& entry, const std::string& name,
     const Descriptor below(
         openat(directory, entry.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (below.isOpen()) return walkDirectory(below.get(), name, visitor);
-    // It was removed or replaced in the meantime.
+    // It was removed or replaced since its parent was read.
     if (errno == ENOENT || errno == ENOTDIR || errno == ELOOP) return;
     visitor->fail(name, errno);
 }

@@ -24,7 +24,7 @@ bool isNewNameUsable(const std::string& name);
 // Moves the first component of the path to `component`. False if there is none.
 bool takeComponent(std::string_view* path, std::string_view* component);
 
-// Whether the component is the name of a publisher's temporary file, which nobody is to see, and
+// Whether the component is the name of a publisher's temporary file, which must not be shown, and
 // whether a name has such a component.
 bool isTemporary(std::string_view component);
 bool hasTemporary(std::string_view name);
@@ -32,7 +32,7 @@ bool hasTemporary(std::string_view name);
 // The name without needless slashes and "." components. The base itself is "".
 std::string normalized(const std::string& name);
 
-// Whether name is `ancestor` or lies below it. Both are normalized.
+// Whether name is `ancestor` or is below it. Both are normalized.
 bool isWithin(const std::string& name, const std::string& ancestor);
 
 // A String with the same bytes.

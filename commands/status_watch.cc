@@ -2,8 +2,8 @@
 //
 // velutils status watch: prints the tree and then every change.
 //
-// It remembers what it last printed for each name. A change reported by the kernel only tells it
-// where to look; it prints what is there now if that differs. So a change that is reported twice is
+// It remembers what it last printed for each name. When the kernel reports a change, it looks at
+// the name and prints what is there now if that differs. So a change that is reported twice is
 // printed once, and after the kernel's queue has overflowed, looking at everything again prints
 // what was missed.
 //
@@ -99,7 +99,7 @@ int Watch::run() {
     while (!isDone() && queue_.next(Deadline::never(), ChangeQueue::Output::LOOK_AFTER, &change))
         handle(change);
     if (isDone()) return status_;
-    // Nobody reads the output: end as the next write would have.
+    // The output no longer has a reader: end as the next write would.
     raise(SIGPIPE);
     return failed("standard output", EPIPE);
 }
@@ -250,8 +250,8 @@ void Watch::handleEntry(const Change& change, const std::string& name) {
     reconcile(name);
 }
 
-// Handles a new name. A regular file is read when its writer closes it; but one that has another
-// name already was linked and has no writer.
+// Handles a new name. A regular file is read when its writer closes it; but a file that already has
+// another name is a new link, and has no writer.
 void Watch::handleMade(const std::string& name) {
     const Descriptor parent(openParent(name));
     struct stat status;
@@ -291,7 +291,7 @@ int Watch::openParent(const std::string& name) const {
     return directory;
 }
 
-// The name no longer exists, nor anything below it.
+// Forgets a name that no longer exists, and everything below it.
 void Watch::forget(const std::string& name) {
     const auto at = known_.find(name);
     if (at != known_.end()) {
