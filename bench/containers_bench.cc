@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Tables that are made for the number of entries that they have. Keys are in random order. One
-// round looks up each key once, or makes, fills and destroys a table.
+// Tables that are made for the number of their entries. Keys are in random order. One round looks
+// up each key once, or makes, fills and destroys a table.
 
 #include "side_by_side.h"
 
@@ -35,7 +35,8 @@ std::vector<uint32_t> integers(size_t n) {
     return all;
 }
 
-// The tables with a common interface: the constructor fills, find() returns the value or null.
+// The tables behind a common interface: the constructor fills the table, and find() returns the
+// value or null.
 
 class OurTexts {
   public:

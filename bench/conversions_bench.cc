@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// 64 random numbers of all lengths a round.
+// Each round converts 64 random numbers of all lengths.
 
 #include "side_by_side.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Measures each workload of the library and what a user would use instead. ./run-bench runs this
-// program in a sandbox and makes tables of the results.
+// Measures each workload with the library and with its peers. ./run-bench runs this program in a
+// sandbox and makes tables of the results.
 
 #include "side_by_side.h"
 

@@ -51,7 +51,7 @@ Body refresh(long processes, bool keep) {
     };
 }
 
-// With keep, and all processes new.
+// Calls refresh(true) on an empty table, so all processes are new.
 Body refreshFromNothing(long processes) {
     return [processes](benchmark::State& state) {
         crowd.resize(static_cast<size_t>(processes));
@@ -63,7 +63,7 @@ Body refreshFromNothing(long processes) {
     };
 }
 
-// The same information by libproc2: ids and command lines of all processes.
+// Gets the same information from libproc2: ids and command lines of all processes.
 void reap(benchmark::State& state) {
     crowd.resize(100);
     enum pids_item items[] = {PIDS_ID_TGID, PIDS_CMDLINE};

@@ -6,9 +6,9 @@
 #ifndef VELUTILS_BENCH_PROGRESS_H
 #define VELUTILS_BENCH_PROGRESS_H
 
-// Records that a run of a benchmark took that long. $BENCH_MEASUREMENTS is the number of runs that
-// count. Runs of less than half of $BENCH_SECONDS do not count, because they only determine the
-// number of iterations. Without these variables nothing is reported.
+// Records the time of one run of a benchmark. Ignores runs of less than half of $BENCH_SECONDS,
+// which only determine the number of iterations. $BENCH_MEASUREMENTS is the expected number of the
+// others. Without these variables nothing is reported.
 void reportRun(double seconds);
 
 #endif

@@ -3,7 +3,7 @@
 // Functions that register workloads. The name of a benchmark has all that bench/tables needs:
 //
 //     copy and destroy, 20 chars | String
-//     copy and destroy, 20 chars | std::string | 0.15      the peer, and the ratio aimed at
+//     copy and destroy, 20 chars | std::string | 0.15      the peer, and the largest ratio allowed
 
 #ifndef VELUTILS_BENCH_SIDE_BY_SIDE_H
 #define VELUTILS_BENCH_SIDE_BY_SIDE_H
@@ -19,7 +19,7 @@
 
 typedef std::function<void(benchmark::State&)> Body;
 
-// Makes a Body of an operation, which a benchmark repeats.
+// Makes a Body from an operation, which a benchmark repeats.
 template <class Operation>
 Body repeat(Operation operation) {
     return [operation](benchmark::State& state) {
@@ -38,7 +38,7 @@ inline void registerRuns(const std::string& name, const Body& body) {
 
 struct Peer {
     const char* name;
-    const char* aim;  // the ratio ours / peer not to be exceeded
+    const char* aim;  // the largest ratio ours / peer allowed
     Body body;
 };
 

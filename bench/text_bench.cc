@@ -77,7 +77,7 @@ Body strcasecmpOfTheSame(size_t n) {
     });
 }
 
-// The wanted text is at the end. Its first letters occur all over the text.
+// The text to find is at the end. Its first letters occur all over the text.
 Body indexWithoutCase(size_t n) {
     return repeat(
         [text = String((mixedText(n) + "CARRIER LOST").c_str()), wanted = String("carrier lost")] {

@@ -21,16 +21,16 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 option(VELUTILS_WERROR "Treat warnings as errors, as the presets do" OFF)
 set(VELUTILS_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize=")
 
-# An interface target with the options of our own sources.
+# The options for the project's own sources.
 add_library(velutils_build_options INTERFACE)
 target_compile_definitions(velutils_build_options INTERFACE _GNU_SOURCE)
 target_compile_options(velutils_build_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow
   $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual>
   $<$<BOOL:${VELUTILS_WERROR}>:-Werror>
-  # The same sources produce the same bytes in any build folder.
+  # Makes the same bytes from the same sources in any build folder.
   -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.
-  # With -Bsymbolic-functions the library's calls to itself cannot be replaced, so they may be inlined.
+  # -Bsymbolic-functions binds the library's calls to its own functions, so the compiler may inline them.
   -fno-semantic-interposition
   -fstack-protector-strong)
 target_link_options(velutils_build_options INTERFACE
@@ -44,7 +44,7 @@ endif()
 
 option(VELUTILS_ANALYZE "Compile with GCC's static analyzer" OFF)
 if(VELUTILS_ANALYZE)
-  # GCC 12's analyzer knows neither that new throws nor destructors nor return value optimisation, so
+  # GCC 12's analyzer does not know that new throws, nor destructors, nor return value optimisation. So
   # its warnings about null, leaks and uninitialised values are wrong for C++. The other warnings stay
   # errors: double free or close, use after free or close, misuse of descriptors and of the stack.
   target_compile_options(velutils_build_options INTERFACE -fanalyzer
@@ -57,7 +57,7 @@ if(VELUTILS_SANITIZE)
     -fsanitize=${VELUTILS_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
   target_link_options(velutils_build_options INTERFACE -fsanitize=${VELUTILS_SANITIZE})
 else()
-  # Not with sanitizers, which check more than fortified calls do and do not work with them.
+  # Sanitizers do not work with fortified calls, and check more.
   target_compile_options(velutils_build_options INTERFACE
     $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
 endif()

@@ -17,17 +17,17 @@ install(TARGETS velutils++ EXPORT velutils++
 install(DIRECTORY include/velutils++ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   COMPONENT development FILES_MATCHING PATTERN "*.h")
 
-# pkg-config and find_package. The file of pkg-config is where pkg-config for any target looks.
+# Files for pkg-config and find_package. The folder share/pkgconfig is searched for every target.
 configure_file(cmake/velutils++.pc.in velutils++.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/velutils++.pc
   DESTINATION ${CMAKE_INSTALL_DATADIR}/pkgconfig COMPONENT development)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/velutils++)
 
-# velutils++::configd makes a program link the configuration daemon's client library, which its user
-# also links. The source makes strong references. A static library that links this target privately
-# passes on its options but not its sources. The options then make the linker take the functions out of
-# an archive.
+# velutils++::configd makes the linker keep the configuration daemon's client library, which the program
+# names as well. The source file of the target makes strong references. A static library that links this
+# target privately passes on the options but not the source file. Then the options make the linker take
+# the functions out of an archive.
 add_library(velutils_configd INTERFACE)
 set_target_properties(velutils_configd PROPERTIES EXPORT_NAME configd)
 target_sources(velutils_configd INTERFACE
@@ -47,11 +47,11 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/velutils++-config-version.cmake
 # For cross-building programs for the routers
 install(FILES cmake/toolchain-debian.cmake DESTINATION ${package_dir} COMPONENT development)
 
-# Daemons of several users share the status tree, so none of them may own it.
+# Makes /tmp/status at boot: daemons of several users share it, so none of them may own it.
 install(FILES packaging/velutils++.conf DESTINATION lib/tmpfiles.d COMPONENT runtime)
 
-# How gdb shows the library's objects. It looks for the file beside the library, and below its own
-# auto-load folder under the library's full path.
+# The gdb printers. gdb looks for this file beside the library, and below its own auto-load folder under
+# the library's full path.
 set(printers $<TARGET_FILE_NAME:velutils++>-gdb.py)
 add_custom_command(TARGET velutils++ POST_BUILD VERBATIM COMMAND ${CMAKE_COMMAND} -E copy_if_different
   ${CMAKE_SOURCE_DIR}/tools/gdb/velutils.py $<TARGET_FILE_DIR:velutils++>/${printers})

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# Finds libevent 2.0 or later, whose event_get_base and event_debug_unassign libevent 1 lacks.
+# Finds libevent 2.0 or later. libevent 1 lacks event_get_base and event_debug_unassign.
 
 include(CheckCXXSourceCompiles)
 find_library(EVENT_CORE_LIBRARY event_core)

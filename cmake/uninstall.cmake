@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-# Removes what `cmake --install` wrote down in the build folder (BUILD), below DESTDIR if that is set,
-# and the library's own folders if they are empty then.
+# Removes the files that `cmake --install` listed in the build folder (BUILD), below DESTDIR if that is
+# set, and then the library's own folders if they are empty.
 file(GLOB manifests "${BUILD}/install_manifest*.txt")
 if(NOT manifests)
   message(FATAL_ERROR "Nothing was installed from ${BUILD}")

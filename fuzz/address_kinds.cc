@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The kinds of any address with every prefix length, masks with a wrong bit, and printed texts. The
-// model uses ranges, division and inet_ntop, while the library tests bits.
+// Checks the kinds of any address with every prefix length, masks with a wrong bit, and printed
+// texts. The model uses ranges, division and inet_ntop, while the library tests bits.
 
 #include <velutils++/ip_address.h>
 
@@ -66,7 +66,7 @@ std::string printed(uint32_t word) {
     return inet_ntop(AF_INET, &onWire, text, sizeof text);
 }
 
-// `bit` may be 32, for none that is wrong.
+// If `bit` is 32, no bit is wrong.
 void judgeMask(uint32_t prefix, size_t bit) {
     const uint32_t mask = maskOf(prefix) ^ static_cast<uint32_t>(uint64_t(1) << bit);
     uint32_t leading = 0;

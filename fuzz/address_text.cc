@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Address and mask texts against inet_pton and strtoul. Each value that was read is printed and
-// read again.
+// Compares the reading of address and mask texts with inet_pton and strtoul. Each value that was
+// read is printed and read again.
 
 #include <velutils++/ip_address.h>
 

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Any bytes as velutils prints them: lines have no control characters and can be turned back, JSON
-// strings and labels stand for the bytes as UTF-8, and numbers are what their grammar describes.
+// Checks how velutils prints any bytes: lines have no control characters and can be decoded to the
+// same bytes, JSON strings and labels decode to the bytes as UTF-8, and numbers match their
+// grammar.
 
 #include <math.h>
 #include <regex.h>

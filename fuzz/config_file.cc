@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A configuration file of any bytes: ConfigReader has the entries that `velutils config list`
+// Reads a configuration file of any bytes: ConfigReader has the entries that `velutils config list`
 // prints, and ignores as many duplicates as `velutils config check` finds. If the check finds
 // nothing, ConfigReader has what a person would read in the file.
 
@@ -72,7 +72,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const size_t ignored = load(&reader, size % 50);
 
     const Entries entries = entriesOf(bytes);
-    const String none("\1");  // no value can be that
+    const String none("\1");  // no value can be equal to this
     for (const auto& entry : entries)
         REQUIRE(reader.getValue(entry.first.c_str(), none) == entry.second.c_str());
     REQUIRE(countOf(reader) == entries.size());

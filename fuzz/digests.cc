@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Digests of a message in any pieces against the digest of the whole, returned lengths, and HMAC
-// against its definition in RFC 2104. digests_test.cc has known values of the digests.
+// Compares the digest of a message in any pieces with the digest of the whole, and HMAC with its
+// definition in RFC 2104, and checks returned lengths. digests_test.cc has known digests.
 
 #include <velutils++/digests.h>
 
@@ -15,7 +15,7 @@ const unsigned char* bytes(const std::string& text) {
     return reinterpret_cast<const unsigned char*>(text.data());
 }
 
-// What getHash() writes into an area of just that size.
+// Returns what getHash() writes, into an area of exactly that size.
 template <class Context>
 std::string finish(Context& context, size_t length) {
     std::vector<unsigned char> out(length);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Any packets on the socket of an echo client: only those with the identifier and the sequence
-// number of its request in their ICMP header count as replies.
+// Sends any packets to the socket of an echo client. Only those with the identifier and the
+// sequence number of its request in their ICMP header are replies.
 
 #include <arpa/inet.h>
 #include <sys/socket.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Bytes written into two FIFOs in pieces of any size: each observer gets all bytes of its FIFO in
+// Writes bytes into two FIFOs in pieces of any size. Each observer gets all bytes of its FIFO in
 // order, and none after its receiver was removed.
 
 #include <velutils++/status.h>
@@ -15,7 +15,7 @@
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static struct event_base* const base = event_init();
     REQUIRE(base != nullptr);
-    Input input(data, std::min(size, size_t{4000}));  // a FIFO takes that at once
+    Input input(data, std::min(size, size_t{4000}));  // fits in one write
     StatusInterface interface;
     REQUIRE(interface.setup(STATUS_BASE_TMP, "/fuzz"));
     const char* const names[] = {"/0", "/1"};

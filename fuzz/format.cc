@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The formatter: any format, with an argument of the right type for each directive. Any slice of
-// the output is that part of the whole output. If all directives mean the same to the platform's
-// printf, the two outputs are equal.
+// Runs the formatter with any format, and with an argument of the right type for each directive.
+// Any slice of the output is that part of the whole output. If all directives mean the same to the
+// platform's printf, the two outputs are equal.
 //
 // Every argument is passed as an unsigned long. On our platforms an int is read from its low bits.
 

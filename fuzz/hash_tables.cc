@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The same random operations on both hash tables and on a list in the order of insertion.
+// Applies the same random operations to both hash tables and to a list in the order of insertion.
 
 #include <velutils++/hash_tables.h>
 
@@ -24,7 +24,7 @@ Model::iterator oldest(Model& model, const std::string& name) {
                         [&name](const Item& item) { return item.name == name; });
 }
 
-// Values come bucket by bucket, and within a chain in the order of insertion.
+// The tables return values bucket by bucket, and within a chain in the order of insertion.
 template <class Table>
 void holds(const Table& table, Model model, size_t first) {
     REQUIRE(table.getNumberOfKeys() == model.size());

@@ -14,7 +14,8 @@
 #include <algorithm>
 #include <string>
 
-// One run: any bytes. Called by the fuzzer, or by replay_main.cc with the bytes of a file.
+// Runs the target once, with any bytes. The fuzzer calls this, or replay_main.cc with the bytes of
+// a file.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 #define REQUIRE(condition)                                                      \

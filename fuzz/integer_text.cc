@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Integers and text. The text of a number is that of the C library, and is read back as the number.
-// A text is valid only if the C library writes the same text for the number that was read.
+// Converts integers to text and back. The text of a number is that of the C library, and reads as
+// the same number. A text is valid only if the C library writes the same text for the number read.
 
 #include <velutils++/conversions.h>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Any bytes, split anywhere: a LineReceiver delivers all their lines in order, also if its observer
-// makes it handle more bytes, makes it forget, or deletes it.
+// Passes any bytes, split anywhere, to a LineReceiver. It delivers all lines in order, even if its
+// observer makes it handle more bytes, makes it forget bytes, or deletes it.
 
 #include <velutils++/line_receiver.h>
 
@@ -17,7 +17,7 @@ class Lines : public LineReceiver {
     struct Model {
         long longest;
         Input* decisions;     // what the observer does; null: nothing
-        std::string pending;  // handed in, and neither delivered nor forgotten
+        std::string pending;  // passed in, and neither delivered nor forgotten
         bool deleted = false;
     };
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A status value of any bytes: the file holds exactly them, and reading cuts each piece of 99 at
-// its first NUL.
+// Sets a status value of any bytes: the file holds exactly these bytes, and getStatus() cuts each
+// piece of 99 bytes at its first NUL.
 
 #include <velutils++/status.h>
 

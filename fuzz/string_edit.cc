@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The same random edits of Strings that share buffers and of std::strings, also with parts of their
-// own text as arguments. After each step every text and every reference count is checked.
+// Applies the same random edits to Strings that share buffers and to std::strings, also with parts
+// of their own text as arguments. Checks every text and every reference count after each step.
 
 #include <velutils++/text.h>
 
@@ -31,7 +31,7 @@ std::string shifted(std::string text, char first, int change) {
 
 // The values that a step may use. The texts are those before the step.
 struct Turn {
-    const String& other;  // may be the very text
+    const String& other;  // may be the edited text itself
     const std::string otherText;
     const size_t at, to, place;  // at <= to, place <= to, all in the text
     const std::string own;       // from `at` on, up to a NUL

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Comparisons of texts, and searches of one in the other from any position, against simple models.
+// Checks comparisons of texts, and searches of a text in another from any position, against simple
+// models.
 
 #include <velutils++/text.h>
 
@@ -45,10 +46,10 @@ void compare(const std::string& x, const std::string& y, long position) {
     const int folded = sign(lower(cut(x)).compare(lower(cut(y))));
     const bool sized = x.size() == y.size();
     REQUIRE(stricmp(x.c_str(), y.c_str()) == folded);
-    const size_t n = size_t(position);  // of a negative one everything
+    const size_t n = size_t(position);  // everything if position is negative
     REQUIRE(strnicmp(x.c_str(), y.c_str(), static_cast<int>(position)) ==
             sign(lower(cut(x, n)).compare(lower(cut(y, n)))));
-    REQUIRE(sign(a.compareTo(b)) == -order);  // the other against this
+    REQUIRE(sign(a.compareTo(b)) == -order);  // compareTo compares b with a
     REQUIRE(a.compareToIgnoreCase(b) == -folded);
     REQUIRE(a.equals(b) == (x == y) && a.equals(b.buffer()) == (order == 0));
     REQUIRE(a.equalsIgnoreCase(b) == (sized && folded == 0));
@@ -78,7 +79,7 @@ long found(size_t position, long start = 0) {
     return position == NONE ? -1 : start + long(position);
 }
 
-// As strchr and strstr from `from` on.
+// Like strchr and strstr, beginning at `from`.
 template <class Needle>
 long foundFrom(long from, const std::string& t, const Needle& needle) {
     const long start = std::max(from, 0L);

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
 #
 # Reads a public header for the site: a sequence of comments, declarations and classes, in the order
-# of the file. A comment directly above declarations is for all of them, up to the next empty line or
-# comment. What is not for users is omitted.
+# of the file. A comment directly above declarations documents all of them, up to the next empty line
+# or comment. Declarations that are not for users are omitted.
 
 import re
 from dataclasses import dataclass, field
@@ -51,7 +51,7 @@ def without_attributes(code):
 
 
 def without_body(code):
-    """A function that is defined here as it would be declared."""
+    """Turns the definition of a function into its declaration."""
     if '{' not in code:
         return code
     if code.startswith('template <> struct'):
@@ -113,7 +113,7 @@ class Reader:
             if depth == 0 and bare.endswith((';', '}')) or self.at >= len(self.lines):
                 return code
             line = self.next_line()
-            if line.startswith('#else'):  # of two beginnings the first one counts
+            if line.startswith('#else'):  # keeps only the first of two beginnings
                 while not line.startswith('#endif'):
                     line = self.next_line()
             elif not line.startswith('#'):
@@ -186,8 +186,8 @@ def read(path):
 
 
 def parts(lines, may_head=False):
-    """A comment in parts: ('text', a paragraph), ('list', items in parts), ('drawing', lines that
-    stand as they are) and, if it may have one, ('heading', a first line that is no sentence)."""
+    """Splits a comment into parts: ('text', a paragraph), ('list', items in parts), ('drawing', lines
+    to be kept as they are) and, if allowed, ('heading', a first line that is no sentence)."""
     lines = [line.rstrip() for line in lines]
     while lines and not lines[0]:
         lines = lines[1:]
@@ -225,7 +225,7 @@ def finished(part):
 
 
 def list_of(lines):
-    """A list, each item in parts."""
+    """Splits a list into items, and each item into parts."""
     items = []
     for line in lines:
         if line.startswith('- '):
@@ -242,7 +242,7 @@ def first_sentence(comment):
 
 
 def undocumented(items, scope=''):
-    """The names in the items that nothing is said about."""
+    """The names in the items that have no comment."""
     about = None
     for item in items:
         if isinstance(item, Class):

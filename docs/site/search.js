@@ -6,7 +6,7 @@ const MOST = 30;
 const field = document.getElementById('search');
 const found = document.getElementById('found');
 
-// Smaller is better; all words must occur.
+// Smaller is better. All words must occur.
 function rank(row, words) {
     const name = row[0].toLowerCase();
     const all = name + ' ' + row[1].toLowerCase();
@@ -60,5 +60,5 @@ document.addEventListener('click', event => {
     if (!event.target.closest('.search')) found.hidden = true;
 });
 
-// On a phone the contents would push the page away.
+// On a phone the open contents would fill the screen.
 if (matchMedia('(max-width: 50rem)').matches) document.querySelector('nav details').open = false;

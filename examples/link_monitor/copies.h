@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Other running copies of this program.
+// Finds other running copies of this program.
 
 #ifndef LINK_MONITOR_COPIES_H
 #define LINK_MONITOR_COPIES_H

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// One watched link: its interface, its address, and whether its target answers. The link publishes
-// them in its own directory.
+// A watched link. Publishes the state of its interface, its address, and whether its target
+// answers, in its own directory.
 
 #ifndef LINK_MONITOR_LINK_H
 #define LINK_MONITOR_LINK_H

@@ -2,8 +2,8 @@
 //
 // link-monitor [CONFIGURATION]: an example of a daemon on libvelutils++.
 //
-// Watches links and publishes their state in /tmp/status/link-monitor. A stand-in takes the place
-// of the configuration daemon. CONFIGD_STORE is the file of its values.
+// Watches links and publishes their state in /tmp/status/link-monitor. A stand-in replaces the
+// configuration daemon; it stores its values in the file $CONFIGD_STORE.
 
 #include <event.h>
 #include <signal.h>
@@ -11,7 +11,7 @@
 #include <stdlib.h>
 #include <syslog.h>
 
-// The program uses the configuration daemon, so it links the daemon's client library in any form.
+// Links the configuration daemon's client library, in whatever form it is.
 #include <velutils++/use_configd.h>
 
 #include "configd/configd.h"

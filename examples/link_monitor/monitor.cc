@@ -15,7 +15,7 @@ namespace {
 
 const long LONGEST_COMMAND = 1000;
 
-// Anyone can send commands, so what is shown of them must not control a terminal.
+// Anyone can send commands, so what is printed of them must not control a terminal.
 String printable(const String& text) {
     String shown;
     for (const char ch : text) shown += ch < ' ' || ch > '~' ? '?' : ch;
@@ -57,7 +57,7 @@ bool Monitor::start() {
     return openLinks();
 }
 
-// Starting would take the FIFO away from another copy with this status directory.
+// Whether another copy uses this status directory: starting would take its FIFO away.
 bool Monitor::isRunningAlready() {
     const int others = countOtherCopies(program_);
     if (others > 0) printf("link-monitor: other copies running: %d\n", others);
@@ -68,7 +68,7 @@ bool Monitor::isRunningAlready() {
     return true;
 }
 
-// The configuration daemon remembers how often the daemon was started.
+// Counts the start in the configuration daemon, which remembers the number.
 void Monitor::countStart() {
     const String key("link-monitor.starts");
     long starts = 0;

@@ -16,7 +16,7 @@ class Publication : public StatusPublisher {
     void set(const String& name, const String& value);
     void set(const String& name, unsigned long value);
 
-    // Prints a line "name = value" for each, in the order of first publication.
+    // Prints a line "name = value" for each value, in the order of first publication.
     void print() const;
 
   private:

@@ -15,7 +15,8 @@ void complain(const char* what, const String& value) {
     fprintf(stderr, "link-monitor: %s: %s\n", what, value.buffer());
 }
 
-// getValueAsInt would return a number for any text. This reports a text that is not a number.
+// Reads a time. Unlike getValueAsInt, which returns a number for any text, it reports a text that
+// is not a number.
 long milliseconds(const ConfigReader& file, const char* key, long defaultValue) {
     const String text(file.getValue(key, String::EMPTY()));
     if (text.length() == 0) return defaultValue;

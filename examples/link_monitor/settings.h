@@ -22,12 +22,12 @@ struct LinkSettings {
 
 struct Settings {
     String name = "link-monitor";  // name of the status directory
-    String key;                    // key of authentic commands; if empty, all are refused
+    String key;                    // key of authenticated commands; if empty, all are refused
     long interval = 5000;          // ms between two checks of the links
     std::vector<LinkSettings> links;
 
-    // Reads the settings from the file. Missing ones keep their defaults, and unusable ones are
-    // reported. Returns false if the file cannot be read.
+    // Reads the settings from the file. Missing and unusable settings keep their defaults; unusable
+    // ones are reported. Returns false if the file cannot be read.
     bool load(const String& path);
 };
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Counters that all copies of the daemon share: status files that one process at a time changes.
+// Counters that all copies of the daemon share. They are status files; a lock lets one process at a
+// time change them.
 
 #ifndef LINK_MONITOR_SHARED_COUNTERS_H
 #define LINK_MONITOR_SHARED_COUNTERS_H

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A door: /tmp/status/door/state holds its state, and what is written to /tmp/status/door/knock
-// becomes /tmp/status/door/last-knock.
+// A door. It publishes its state as /tmp/status/door/state, and the bytes that other programs write
+// to /tmp/status/door/knock as /tmp/status/door/last-knock.
 
 #include <velutils++/status.h>
 

@@ -33,8 +33,8 @@ void configd_close(void* connection) {
     free(connection);
 }
 
-/* Reads records up to the one of the key and seeks to its start, or to the end of the file if there
- * is none. Returns 1, 0, or -1 if seeking fails. */
+/* Reads records up to the key's record and seeks to its start, or to the end of the file if the key
+ * has none. Returns 1 if the key has a record, 0 if not, -1 if seeking fails. */
 static int find(FILE* store, const char* key, struct record* record) {
     long start = 0;
     while (fread(record, sizeof *record, 1, store) == 1) {

@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: MIT
  *
  * A stand-in for the configuration daemon's client library, for programs on machines without the
- * daemon. Values are kept in a file of fixed-size records, read and written by each call, so that
- * several processes on one store see each other's values.
+ * daemon. It stores values in a file of fixed-size records. Each call reads or writes the file, so
+ * several processes that use one file see each other's values.
  */
 #ifndef CONFIGD_STAND_IN_H
 #define CONFIGD_STAND_IN_H

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash
-# Three routers, gate-1 to gate-3, for scripts that run in a sandbox: each has a network namespace and a
-# status tree of its own. Theirs is the bridge "fleet", where this side is 192.0.2.1. `on ROUTER COMMAND`
-# runs a command on one.
+# Makes three routers, gate-1 to gate-3, for scripts that run in a sandbox. Each has its own network
+# namespace and its own status tree. The bridge "fleet" joins them; on it, the script is 192.0.2.1.
+# `on ROUTER COMMAND` runs a command on a router.
 
 export PATH=/tmp/bin:/usr/sbin:/usr/bin:/sbin:/bin
 routers='gate-1 gate-2 gate-3'

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 #
-# Run by gdb, stopped in the specimens: compares what it shows with the file expected. The environment
-# variable SPECIMENS says which lines hold.
+# gdb runs this after it has stopped in the specimens: compares what gdb shows with the file expected.
+# The environment variable SPECIMENS selects the lines to compare.
 
 import os
 import re

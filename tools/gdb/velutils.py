@@ -10,10 +10,10 @@
 # gdb loads this file with the library, from its auto-load folder or from the build folder. For a
 # router's program or core file load it by hand, with the path of this file: (gdb) source PATH
 #
-# The program needs debug information; the library may be stripped. An object's own fields are read
-# by that information. What they point to is read as bytes, in the layouts of the binary interface,
-# because the program's debug information may not describe it. GCC describes a class with virtual
-# functions only where these are defined. To see ConfigReader, StatusInterface, ProcessControl and
+# The program needs debug information; the library may be stripped. The printers read an object's own
+# fields through that information. They read what the fields point to as bytes, in the layouts of the
+# binary interface, because the program's debug information may not describe it. GCC describes a class
+# with virtual functions only where these are defined. To see ConfigReader, StatusInterface, ProcessControl and
 # the locks, install the library's debug symbols, or compile the program with
 # -femit-class-debug-always.
 #
@@ -68,7 +68,7 @@ def read_bytes(address, count):
 
 
 def quoted(text):
-    """Bytes as a C literal, cut where "print elements" says."""
+    """Bytes as a C literal, cut after gdb's "print elements"."""
     limit = gdb.parameter('print elements') or len(text)
     names = {9: '\\t', 10: '\\n', 13: '\\r', 34: '\\"', 92: '\\\\'}
     shown = ''.join(names.get(byte, chr(byte) if 32 <= byte < 127 else '\\%03o' % byte)
@@ -77,7 +77,7 @@ def quoted(text):
 
 
 def read_c_text(address):
-    """The text at the address, quoted. What is longer than gdb's limit is cut without its mark."""
+    """The text at the address, quoted, and cut after gdb's "print elements"."""
     limit = min(gdb.parameter('print elements') or 200, 4096)
     text = b''
     while len(text) <= limit:
@@ -123,7 +123,7 @@ class Buffer:
 
 
 def text_of_string(address):
-    """The text of the String at the address, or what is wrong with it."""
+    """The text of the String at the address, or an error text."""
     try:
         return Buffer(read_word(address)).text()
     except Broken as fault:
@@ -182,7 +182,7 @@ class Table:
         entries = 0
         heads = read_bytes(buckets, count * word)
         for bucket in range(count):
-            # Most buckets are empty, and are skipped without a read by gdb for each.
+            # Most buckets are empty. Skip those without asking gdb for each.
             if not any(heads[bucket * word:(bucket + 1) * word]):
                 continue
             chain = []
@@ -214,7 +214,7 @@ class TablePrinter(Printer):
         try:
             entries = self.table().entries
         except Broken:
-            return  # to_string says it
+            return  # to_string reports it
         for entry in entries:
             value = read_word(entry + word_size())
             yield '[%s]' % self.key(entry), gdb.Value(value).cast(gdb.lookup_type('void').pointer())
@@ -329,7 +329,7 @@ def is_local_process():
 
 
 def semaphore_state(identifier):
-    """What the kernel says about a semaphore: | value | id of the process that changed it last |"""
+    """A semaphore's state from the kernel: whether it is free, and the process that changed it last."""
     GETPID, GETVAL = 11, 12  # of <linux/sem.h>
     semctl = ctypes.CDLL(None, use_errno=True).semctl
     value = semctl(identifier, 0, GETVAL)
@@ -357,7 +357,7 @@ class SemaphorePrinter(Printer):
 
 
 def mapped_name(address):
-    """The lock's name: that of the file mapped at the address, or None."""
+    """The lock's name, which is the name of the file mapped at the address, or None."""
     try:
         mappings = gdb.execute('info proc mappings', to_string=True)
     except gdb.error:
