@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Objects for a debugger to look at, sound and broken ones. try-printers compares what gdb shows at
-// look_here() with what it should.
+// Sound and broken objects for a debugger. try-printers compares what gdb shows of them at
+// look_here() with the file expected.
 
 #include <velutils++/configuration.h>
 #include <velutils++/hash_tables.h>
@@ -14,18 +14,15 @@
 #include <event2/event.h>
 #include <event2/event_compat.h>
 #include <event2/event_struct.h>
-#include <fcntl.h>
 #include <stdlib.h>
 #include <string.h>
-#include <unistd.h>
 
-// Storage for an object that is not constructed, or written over afterwards.
+// Storage for an object that is not constructed, or is overwritten later.
 template <class T>
 union Raw {
     Raw() { memset(static_cast<void*>(this), 0x5A, sizeof *this); }
     ~Raw() {}
     T object;
-    unsigned char bytes[sizeof(T)];
     void* words[sizeof(T) / sizeof(void*)];
 };
 
@@ -63,13 +60,11 @@ int main() {
     null.words[0] = nullptr;
     String torn("torn");
     const_cast<char*>(torn.buffer())[4] = '?';
-    (void)second, (void)empty;
 
     // Addresses
     IpAddress address(String("192.168.1.20/24"));
     IpAddress none;
     Raw<IpAddress> noAddress;
-    (void)address, (void)none;
 
     // Tables
     INUInt32HashTable numbers(2, HASH_LOW_BITS);
@@ -87,12 +82,8 @@ int main() {
     // Configuration
     ConfigReader notLoaded;
     ConfigReader configuration;
-    const int file = open("/tmp/specimens.conf", O_CREAT | O_WRONLY | O_TRUNC, 0600);
-    const char lines[] = "name = gate 7\n";
-    if (write(file, lines, sizeof lines - 1) < 0 ||
-        !configuration.initialize("/tmp/specimens.conf", 8))
-        return 1;
-    Raw<ConfigReader> noReader;
+    configuration.initialize("/dev/null", 8);
+    configuration.add("name", "gate 7");
 
     // Status
     event_init();
@@ -101,18 +92,16 @@ int main() {
     if (!status.setup(STATUS_BASE_TMP, "/specimens")) return 1;
     if (status.setupIpcRxFifo("/knock", &silent) == 0) return 1;
     StatusInterface nowhere;
-    Raw<StatusInterface> noStatus;
 
     // Processes
     ProcessControl noSnapshot;
     ProcessControl processes;
     processes.refresh(false);
-    Raw<ProcessControl> noProcesses;
 
     // Locks
-    CSemaphore unready("/tmp/specimens.conf", 3);
-    CSemaphore freeSet("/tmp/specimens.conf", 1);
-    CSemaphore heldSet("/tmp/specimens.conf", 2);
+    CSemaphore unready("/tmp", 3);
+    CSemaphore freeSet("/tmp", 1);
+    CSemaphore heldSet("/tmp", 2);
     CRecursiveSemaphore freeLock("specimen-free");
     CRecursiveSemaphore heldLock("specimen-held");
     CRecursiveSemaphore noLock("a/b");
@@ -120,7 +109,6 @@ int main() {
     if (heldSet.init() != 0 || heldSet.lock() != 0) return 1;
     if (heldLock.lock() != 0 || heldLock.lock() != 0) return 1;
     Raw<CSemaphore> noSet;
-    Raw<CRecursiveSemaphore> brokenLock;
 
     look_here();
     return 0;
