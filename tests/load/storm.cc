@@ -17,7 +17,6 @@
 #include <sys/sem.h>
 #include <sys/time.h>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <memory>
@@ -30,11 +29,11 @@ namespace {
 const int LOCKERS = 12, PROCESSES = 16;
 const int LOCKED_NAMES = 3, NAMES = 8;
 const int GENERATIONS = 1 << 15;  // each has names of its own
+const int STEPS = 400;            // of a round: an opener is killed in each
 
 struct Shared {
     std::atomic<bool> stop;
     std::atomic<int> generation, ended, opens, locks, doubles, failures;
-    std::atomic<int> at[PROCESSES];  // the oldest generation whose names a process may still open
     std::atomic<int> owners[GENERATIONS][LOCKED_NAMES];
 };
 Shared* const shared = static_cast<Shared*>(
@@ -67,7 +66,7 @@ void lockTwice(CRecursiveSemaphore& mutex, std::atomic<int>& owners) {
 int lockAll(int self) {
     interruptOften();
     for (int turn = self; !shared->stop; ++turn) {
-        const int generation = shared->at[self] = shared->generation.load();
+        const int generation = shared->generation;
         const int name = turn % LOCKED_NAMES;
         CRecursiveSemaphore mutex(nameOf(generation, name));
         ++shared->opens;
@@ -81,55 +80,47 @@ int openAll(int self) {
     interruptOften();
     if (random() % 2 == 0) failing_calls::dieAt(1 + random() % 60);
     for (int turn = self;; ++turn) {
-        const int generation = shared->at[self] = shared->generation.load();
+        const int generation = shared->generation;
         CRecursiveSemaphore mutex(nameOf(generation, turn % NAMES));
         ++shared->opens;
         if (mutex.unlock() == -1) ++shared->failures;
     }
 }
 
-// Removes the names that no process can still open. If one could, its lock would become two.
-void beginGeneration() {
-    static int oldest = 0;
-    if (shared->generation < GENERATIONS - 1) ++shared->generation;
-    const int inUse = *std::min_element(shared->at, shared->at + PROCESSES);
-    for (; oldest < inUse; ++oldest)
-        for (int name = 0; name < NAMES; ++name) shm_unlink(nameOf(oldest, name).c_str());
-}
-
 void beginRound(bool guardIsUnused) {
     const key_t key = ftok("/usr/lib/libvelutils++.so.1.0.0", 1);
     semctl(semget(key, 1, 0), 0, IPC_RMID);
     if (guardIsUnused) semget(key, 1, IPC_CREAT | 0600);
-    for (std::atomic<int>& at : shared->at) at = shared->generation.load();
     shared->stop = false;
     shared->ended = 0;
 }
 
-// Returns how many openers it killed.
-int stormOneRound() {
-    typedef std::chrono::steady_clock Clock;
+// Removes the names of generations from `first` on. If a process could still open one, its lock
+// would become two.
+void removeNames(int first) {
+    for (int generation = first; generation <= shared->generation; ++generation)
+        for (int name = 0; name < NAMES; ++name) shm_unlink(nameOf(generation, name).c_str());
+}
+
+void stormOneRound() {
     std::unique_ptr<Process> processes[PROCESSES];
-    int kills = 0;
     const auto start = [&](int i) {
         random();  // the next child continues from another number
         processes[i].reset(new Process([i] { return i < LOCKERS ? lockAll(i) : openAll(i); }));
     };
     for (int i = 0; i < PROCESSES; ++i) start(i);
+    const int firstGeneration = shared->generation;
     const int locksBefore = shared->locks;
-    const auto giveUp = Clock::now() + std::chrono::seconds(30);
-    auto end = giveUp;
-    for (int step = 0; Clock::now() < end; ++step) {
+    soon([=] { return shared->locks > locksBefore; });
+    for (int step = 0; step < STEPS; ++step) {
         usleep(3000);
-        if (end == giveUp && shared->locks > locksBefore)
-            end = Clock::now() + std::chrono::milliseconds(1500);
-        if (step % 16 == 0) beginGeneration();
+        if (step % 16 == 0 && shared->generation < GENERATIONS - 1) ++shared->generation;
         start(LOCKERS + static_cast<int>(random()) % (PROCESSES - LOCKERS));
-        ++kills;
     }
     shared->stop = true;
     soon([] { return shared->ended == LOCKERS; });
-    return kills;
+    for (auto& process : processes) process.reset();
+    removeNames(firstGeneration);
 }
 
 }  // namespace
@@ -141,16 +132,16 @@ int main(int argc, char** argv) {
         return 2;
     }
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-    int rounds = 0, kills = 0, stuck = 0;
+    int rounds = 0, stuck = 0;
     for (; stuck == 0 && std::chrono::steady_clock::now() < end; ++rounds) {
         beginRound(rounds % 2 != 0);
-        kills += stormOneRound();
+        stormOneRound();
         stuck = LOCKERS - shared->ended;
     }
     printf(
         "storm: %ld s, %d rounds, %d names, %d opens, %d locks, %d openers killed: "
         "%d double owners, %d failures, %d processes stuck\n",
         seconds, rounds, shared->generation * NAMES, shared->opens.load(), shared->locks.load(),
-        kills, shared->doubles.load(), shared->failures.load(), stuck);
+       rounds * STEPS, shared->doubles.load(), shared->failures.load(), stuck);
     return shared->doubles != 0 || shared->failures != 0 || stuck != 0;
 }
