@@ -8,7 +8,7 @@
 #include <atomic>
 #include <new>
 
-// Where the requests go that are not refused: the C library, or the sanitizer's heap.
+// The functions of the C library, or of the sanitizer, that serve the requests.
 #ifdef VELUTILS_SANITIZER_HEAP
 #define REAL(function) __interceptor_##function
 #else
@@ -101,7 +101,7 @@ void operator delete[](void* block, size_t) noexcept {
     free(block);
 }
 
-// For what a throwing constructor leaves of new (std::nothrow).
+// Used if a constructor throws after new (std::nothrow).
 void operator delete(void* block, const std::nothrow_t&) noexcept {
     free(block);
 }

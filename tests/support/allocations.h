@@ -1,21 +1,21 @@
 // SPDX-License-Identifier: MIT
 //
-// Control over the heap of a test program: the program's own malloc and operator new, which the
-// library under test uses too, can refuse requests and count what is outstanding.
+// A test program's own malloc and operator new, which the library under test uses too. They can
+// fail on request, and they count the blocks.
 
 #ifndef VELUTILS_TESTS_ALLOCATIONS_H
 #define VELUTILS_TESTS_ALLOCATIONS_H
 
 namespace allocations {
 
-// Blocks handed out and not yet given back, by all threads.
+// Blocks that all threads have allocated and not yet freed.
 long outstanding();
 
 // Requests of this thread since it started.
 long requests();
 
-// While it lives, the n-th request of this thread from now on (1 is the next) is refused: malloc
-// gives null, operator new throws std::bad_alloc.
+// While it lives, the n-th request of this thread from now on (1 is the next) fails: malloc returns
+// null, and operator new throws std::bad_alloc.
 class Refusal {
   public:
     explicit Refusal(long n);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The fields of a PingClient, which daemons that were compiled against it know the places of.
+// The fields of a PingClient. Their places are part of the binary interface.
 
 #ifndef VELUTILS_TESTS_ECHO_FIELDS_H
 #define VELUTILS_TESTS_ECHO_FIELDS_H

@@ -31,9 +31,8 @@ Result withErrno(int error, Result result) {
 }  // namespace
 
 // CALL(name, symbol, failure, result, parameters, arguments): `failure` is the result of a call
-// that fails with `error`. The assembler names keep clear of the declarations in system headers,
-// which spell some attributes differently from one C library to the next. They are weak: a program
-// may have a function of its own in place of one.
+// that fails with `error`. The functions have other names in C++, because the declarations in
+// system headers differ between C libraries. They are weak, so that a program may define its own.
 #define CALL(name, symbol, failure, result, parameters, arguments)                            \
     extern "C" __attribute__((weak)) result intercepted_##symbol parameters __asm__(#symbol); \
     result intercepted_##symbol parameters {                                                  \
@@ -65,8 +64,8 @@ CALL("fstat", __fstat64_time64, MINUS_ONE, int, (int fd, void* status), (fd, sta
 CALL("stat", stat, MINUS_ONE, int, (const char* path, void* status), (path, status))
 CALL("stat", stat64, MINUS_ONE, int, (const char* path, void* status), (path, status))
 CALL("lstat", lstat64, MINUS_ONE, int, (const char* path, void* status), (path, status))
-CALL("statx", statx, MINUS_ONE, int, (int fd, const char* path, int flags, unsigned mask, void* status),
-     (fd, path, flags, mask, status))
+CALL("statx", statx, MINUS_ONE, int, (int fd, const char* path, int flags, unsigned mask, void* out),
+     (fd, path, flags, mask, out))
 CALL("open", open, MINUS_ONE, int, (const char* path, int flags, mode_t mode), (path, flags, mode))
 CALL("open", open64, MINUS_ONE, int, (const char* path, int flags, mode_t mode), (path, flags, mode))
 CALL("openat", openat, MINUS_ONE, int, (int fd, const char* path, int flags, mode_t mode), (fd, path, flags, mode))
@@ -76,26 +75,14 @@ CALL("write", write, MINUS_ONE, ssize_t, (int fd, const void* data, size_t n), (
 CALL("fsync", fsync, MINUS_ONE, int, (int fd), (fd))
 CALL("flock", flock, MINUS_ONE, int, (int fd, int operation), (fd, operation))
 CALL("fcntl", fcntl, MINUS_ONE, int, (int fd, int command, long argument), (fd, command, argument))
-CALL("mkdir", mkdir, MINUS_ONE, int, (const char* path, mode_t mode), (path, mode))
-CALL("mkfifo", mkfifo, MINUS_ONE, int, (const char* path, mode_t mode), (path, mode))
-CALL("symlink", symlink, MINUS_ONE, int, (const char* target, const char* path), (target, path))
-CALL("unlink", unlink, MINUS_ONE, int, (const char* path), (path))
-CALL("renameat", renameat, MINUS_ONE, int, (int from, const char* path, int to, const char* name),
-     (from, path, to, name))
+CALL("renameat", renameat, MINUS_ONE, int, (int from, const char* path, int to, const char* name), (from, path, to, name))
 CALL("opendir", opendir, NOTHING, void*, (const char* path), (path))
-CALL("readdir", readdir, NOTHING, void*, (void* directory), (directory))
 CALL("socket", socket, MINUS_ONE, int, (int domain, int type, int protocol), (domain, type, protocol))
-CALL("setsockopt", setsockopt, MINUS_ONE, int, (int fd, int level, int name, const void* value, unsigned n),
-     (fd, level, name, value, n))
-CALL("ioctl", ioctl, MINUS_ONE, int, (int fd, unsigned long request, void* argument), (fd, request, argument))
-CALL("sendto", sendto, MINUS_ONE, ssize_t,
-     (int fd, const void* data, size_t n, int flags, const void* to, unsigned length), (fd, data, n, flags, to, length))
-CALL("recvfrom", recvfrom, MINUS_ONE, ssize_t,
-     (int fd, void* data, size_t n, int flags, void* from, void* length), (fd, data, n, flags, from, length))
+CALL("setsockopt", setsockopt, MINUS_ONE, int, (int fd, int level, int name, const void* data, unsigned n),
+     (fd, level, name, data, n))
 CALL("getifaddrs", getifaddrs, MINUS_ONE, int, (void** list), (list))
-CALL("epoll_ctl", epoll_ctl, MINUS_ONE, int, (int epoll, int operation, int fd, void* event),
-     (epoll, operation, fd, event))
-// Closes all the same, as the kernel does.
+CALL("epoll_ctl", epoll_ctl, MINUS_ONE, int, (int epoll, int operation, int fd, void* event), (epoll, operation, fd, event))
+// A failing close closes the descriptor, as in the kernel.
 CALL("close", close, (real(fd), MINUS_ONE), int, (int fd), (fd))
 CALL("fchmod", fchmod, MINUS_ONE, int, (int fd, mode_t mode), (fd, mode))
 CALL("ftruncate", ftruncate, MINUS_ONE, int, (int fd, long size), (fd, size))

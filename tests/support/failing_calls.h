@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// System calls that fail, wait for something or end the process, when a test wants it. The
-// program's own functions of these names stand before the C library's, for the library under test
-// too, and pass every call on unless told otherwise. The table in failing_calls.cc lists them: add
-// the ones that you need.
+// System calls that fail, wait or end the process when a test wants it. The program's own functions
+// of these names replace those of the C library, also for the library under test. They pass every
+// call on unless a test intercepts it. Add what you need to the table in failing_calls.cc.
 
 #ifndef VELUTILS_TESTS_FAILING_CALLS_H
 #define VELUTILS_TESTS_FAILING_CALLS_H
@@ -12,12 +11,12 @@
 
 namespace failing_calls {
 
-// Stands for every function of the table.
+// Any function of the table.
 extern const char* const ANY;
 
 // While it lives, `action` runs before every call of `name` by this thread, with the number of the
-// call (1 is the first), and returns the error number that the call fails with, or 0 to let it be
-// made. Calls that the action makes are not intercepted. Of two for one call the younger acts.
+// call (1 is the first). It returns the error number for a call that is to fail, or 0. Its own
+// calls are not intercepted. If two intercept the same call, the younger one acts.
 class Interception {
   public:
     typedef std::function<int(long n)> Action;
@@ -46,7 +45,7 @@ class Failure {
     Interception calls_;
 };
 
-// Kills this process (SIGKILL) in place of the n-th call of any function of the table from now on.
+// Kills this process (SIGKILL) instead of the n-th call, from now on, of any function of the table.
 void dieAt(long n);
 
 }  // namespace failing_calls

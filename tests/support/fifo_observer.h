@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// An observer of status FIFOs that keeps what it receives, for tests and fuzz targets.
+// An observer of status FIFOs for tests and fuzz targets. It keeps what it receives.
 
 #ifndef VELUTILS_TESTS_FIFO_OBSERVER_H
 #define VELUTILS_TESTS_FIFO_OBSERVER_H

@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: MIT
 //
-// Files and descriptors as tests speak of them.
+// Files and descriptors.
 
 #ifndef VELUTILS_TESTS_FILES_H
 #define VELUTILS_TESTS_FILES_H
 
 #include <string>
 
-// The whole content; "(unreadable)" when the file cannot be opened.
+// Returns the whole content, or "(unreadable)" if the file cannot be opened.
 std::string contentOf(const std::string& path);
 void writeFile(const std::string& path, const std::string& content);
 bool exists(const std::string& path);
 
-// How many descriptors this process has open.
+// Returns how many descriptors this process has open.
 int openDescriptors();
 
 // Fills the descriptor table for as long as it lives: every open, socket and the like fails.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Children for tests of what processes share.
+// Child processes.
 
 #ifndef VELUTILS_TESTS_PROCESSES_H
 #define VELUTILS_TESTS_PROCESSES_H
@@ -9,7 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-// A child that ends with the result of `body`, and after a minute at the latest.
+// A child that ends with the result of `body`, after a minute at the latest.
 class Process {
   public:
     template <class Body>
@@ -24,7 +24,7 @@ class Process {
     pid_t pid() const { return pid_; }
     void signal(int number) const { kill(pid_, number); }
 
-    // Its exit status, or minus the signal that ended it.
+    // Waits for its end. Returns its exit status, or minus the signal that ended it.
     int result(int withSignal = 0) {
         if (pid_ <= 0) return 0;
         signal(withSignal);
@@ -38,7 +38,7 @@ class Process {
     pid_t pid_;
 };
 
-// Waits up to half a minute for what another process is to do.
+// Waits up to half a minute until another process has made the condition true.
 template <class Condition>
 bool soon(Condition holds) {
     for (int i = 0; i < 30000; ++i) {

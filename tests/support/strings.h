@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Strings and their bytes, which may hold NULs, for tests and fuzz targets.
+// Strings and their bytes, which may include NULs, for tests and fuzz targets.
 
 #ifndef VELUTILS_TESTS_STRINGS_H
 #define VELUTILS_TESTS_STRINGS_H

@@ -9,11 +9,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
-namespace {
-
-const char IDENT[] = "velutils-test";
-
-}  // namespace
+static const std::string IDENT = "velutils-test";
 
 SyslogReader::SyslogReader() : fd_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
     struct sockaddr_un address = {};
@@ -21,7 +17,7 @@ SyslogReader::SyslogReader() : fd_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)
     strcpy(address.sun_path, "/dev/log");
     unlink(address.sun_path);
     if (bind(fd_, reinterpret_cast<struct sockaddr*>(&address), sizeof address) != 0) abort();
-    openlog(IDENT, 0, LOG_USER);
+    openlog(IDENT.c_str(), 0, LOG_USER);
 }
 
 SyslogReader::~SyslogReader() {
@@ -39,8 +35,7 @@ std::vector<std::string> SyslogReader::messages() {
         // "<facility and priority>date ident: text"
         const std::string whole(packet, static_cast<size_t>(n));
         const int priority = atoi(whole.c_str() + 1) & LOG_PRIMASK;
-        const std::string start = std::string(IDENT) + ": ";
-        std::string text = whole.substr(whole.find(start) + start.size());
+        std::string text = whole.substr(whole.find(IDENT) + IDENT.size() + 2);
         while (!text.empty() && (text.back() == '\0' || text.back() == '\n')) text.pop_back();
         found.push_back(std::to_string(priority) + text);
     }

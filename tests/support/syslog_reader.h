@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The sandbox's system log: while a reader lives it is /dev/log, and what the process and its
-// children send to syslog(3) can be read back.
+// The sandbox's system log. While a reader lives, it is /dev/log and receives what the process and
+// its children send to syslog(3).
 
 #ifndef VELUTILS_TESTS_SYSLOG_READER_H
 #define VELUTILS_TESTS_SYSLOG_READER_H
@@ -14,8 +14,8 @@ class SyslogReader {
     SyslogReader();
     ~SyslogReader();
 
-    // Everything logged since the last call, each message as "<priority>text", for instance
-    // "3CSemaphore::lock() - invalid semId!" at LOG_ERR.
+    // Returns what was logged since the last call. A message begins with its priority: at LOG_ERR,
+    // for instance, "3CSemaphore::lock() - invalid semId!".
     std::vector<std::string> messages();
 
   private:
