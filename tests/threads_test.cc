@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 
-#include <atomic>
 #include <thread>
 #include <vector>
 
@@ -19,17 +18,11 @@ namespace {
 const int THREADS = 4;
 const int ROUNDS = 200;
 
-// Runs body() in all threads, which start it together.
+// Runs body() in all threads.
 template <class Body>
 void inThreads(Body body) {
-    std::atomic<int> waiting(THREADS);
     std::vector<std::thread> threads;
-    for (int i = 0; i < THREADS; ++i) {
-        threads.emplace_back([&] {
-            for (--waiting; waiting > 0;) std::this_thread::yield();
-            body();
-        });
-    }
+    for (int i = 0; i < THREADS; ++i) threads.emplace_back(body);
     for (std::thread& thread : threads) thread.join();
 }
 
