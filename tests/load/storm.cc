@@ -142,6 +142,6 @@ int main(int argc, char** argv) {
         "storm: %ld s, %d rounds, %d names, %d opens, %d locks, %d openers killed: "
         "%d double owners, %d failures, %d processes stuck\n",
         seconds, rounds, shared->generation * NAMES, shared->opens.load(), shared->locks.load(),
-       rounds * STEPS, shared->doubles.load(), shared->failures.load(), stuck);
+        rounds * STEPS, shared->doubles.load(), shared->failures.load(), stuck);
     return shared->doubles != 0 || shared->failures != 0 || stuck != 0;
 }
