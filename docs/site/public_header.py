@@ -2,7 +2,8 @@
 #
 # Reads a public header for the site: a sequence of comments, declarations and classes, in the order
 # of the file. A comment directly above declarations documents all of them, up to the next empty line
-# or comment. Declarations that are not for users are omitted.
+# or comment. Destructors, copy constructors and copy assignments need no comment: below other
+# declarations they form a group without one. Declarations that are not for users are omitted.
 
 import re
 from dataclasses import dataclass, field
@@ -20,10 +21,14 @@ class Declarations:
     names: list = field(default_factory=list)
 
     def explains_itself(self):
-        """Whether each line has a remark, overrides what is documented with its base, or is a
-        destructor or a constructor without arguments."""
-        return all(re.search(r'//|/\*|override;|~\w+\(\)|^\s+\w+\(\);|^\s+\w.*,$', line)
+        """Whether each line has a remark, overrides what is documented with its base, copies or
+        destroys, or is a constructor without arguments."""
+        return all(COPIES_OR_DESTROYS.match(line)
+                   or re.search(r'//|/\*|override;|^\s+\w+\(\);|^\s+\w.*,$', line)
                    for line in self.lines)
+
+    def only_copies_or_destroys(self):
+        return all(map(COPIES_OR_DESTROYS.match, self.lines))
 
 
 @dataclass
@@ -33,6 +38,7 @@ class Class:
     items: list
 
 
+COPIES_OR_DESTROYS = re.compile(r'\s*(virtual )?~\w+\(|\s*(\w+)(& operator=)?\(const \2& \w+\);')
 NOT_FOR_USERS = re.compile(r'static_assert|friend |static const struct \{|inline [^(]*::~?\w+\(|.*= delete;|.*\bVELUTILS_LOCAL\b')
 
 
@@ -168,6 +174,9 @@ class Reader:
             text = without_attributes('\n'.join(code))
             if not re.search(r'//|/\*', text.split('\n')[0]) or '{' in text.split('//')[0]:
                 text = without_body(text)
+            if (COPIES_OR_DESTROYS.match(text) and len(result) > 1 and isinstance(result[-2], Comment)
+                    and isinstance(result[-1], Declarations) and not result[-1].only_copies_or_destroys()):
+                result.append(None)  # the comment is not about it
             if not result or not isinstance(result[-1], Declarations):
                 result.append(Declarations())
             name = declared_name(text)

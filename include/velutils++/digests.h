@@ -185,6 +185,7 @@ class VELUTILS_API HmacContext : public AuthenticationContext {
     void hash(const unsigned char* data, unsigned long length) override;
     // Writes getReturnedHashLength() bytes, but no more than the digest has.
     void getHash(unsigned char* out) override;
+
     unsigned long getCompleteHashLength() const override;
     unsigned long getReturnedHashLength() const override;
 
