@@ -132,13 +132,18 @@ TEST_F(Publisher, SetupRemovesDeadTemporariesOnly) {
     close(held);
 }
 
-TEST_F(Publisher, SetupKeepsTemporariesOfOthers) {
-    const std::string foreign = WAN + "/" + StatusPublisher::TEMPORARY_PREFIX() + "foreign";
-    writeFile(foreign, "x");
-    const bool given = chown(foreign.c_str(), 4711, 0) == 0;
+TEST_F(Publisher, OnlyRootRemovesTemporariesOfOthers) {
+    const std::string dead = WAN + "/" + StatusPublisher::TEMPORARY_PREFIX() + "dead";
+    EXPECT_EQ(0, chmod(WAN.c_str(), 0777));
+    if (seteuid(4711) != 0) GTEST_SKIP() << "there is no second user";
+    writeFile(dead, "x");
+    EXPECT_EQ(0, seteuid(0));
+    EXPECT_EQ(0, seteuid(4712));
     EXPECT_TRUE(wan_.setup(STATUS_BASE_TMP, "/wan"));
-    EXPECT_EQ(given, unlink(foreign.c_str()) == 0);
-    if (!given) GTEST_SKIP() << "there is no second user";
+    EXPECT_TRUE(exists(dead));
+    EXPECT_EQ(0, seteuid(0));
+    EXPECT_TRUE(wan_.setup(STATUS_BASE_TMP, "/wan"));
+    EXPECT_FALSE(exists(dead));
 }
 
 TEST_F(Publisher, TheFileHoldsExactlyTheValue) {

@@ -94,6 +94,7 @@ TEST_F(StatusTree, SetupFailuresAreLogged) {
     StatusInterface interface;
     for (const int base : {3, -1}) {
         EXPECT_FALSE(interface.setup(static_cast<BasePath>(base), "/wan"));
+        EXPECT_EQ(EINVAL, errno);
         EXPECT_EQ(std::vector<std::string>({"3Could not setup status interface for !"}),
                   log.messages());
     }
@@ -113,6 +114,7 @@ TEST_F(StatusTree, SetupFailuresAreLogged) {
                 {"/wan/file/sub/deeper", "/wan/file/sub", ENOTDIR}};
     for (const auto& row : rows) {
         EXPECT_FALSE(interface.setup(STATUS_BASE_TMP, row.name));
+        EXPECT_EQ(row.error, errno) << row.name;
         EXPECT_EQ(std::vector<std::string>(
                       {"3Could not create directory " + TREE + row.failed +
                            ". Errno:" + std::to_string(row.error) + "!",

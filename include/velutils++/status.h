@@ -73,7 +73,7 @@ class VELUTILS_API StatusFifoEntry {
 // that setStatus() opens and writes a device, and opens a file that another process has a lease on
 // (fcntl(2)), as open(2) and write(2) do.
 //
-// Failures: false or 0. setup() also logs its failures with syslog(3) at LOG_ERR.
+// Failures: false or 0. setup() also sets errno, and logs with syslog(3) at LOG_ERR.
 //
 // Threads and processes: an object belongs to one thread at a time, and an object with receivers to
 // the thread that runs libevent's loop. Each call opens and closes its own file. Any number of
@@ -88,9 +88,9 @@ class VELUTILS_API StatusInterface {
     virtual ~StatusInterface();  // as cleanup()
 
     // Chooses the directory, and makes it and its missing parents with mode 0777 less the umask. A
-    // link to a directory counts as one. Returns false for a plain file (ENOTDIR in the log) and
-    // for a link that leads nowhere (ENOENT). The new directory is chosen even if it cannot be
-    // made. An unknown base changes nothing. Receivers stay where they are.
+    // link to a directory counts as one. Returns false for a plain file (ENOTDIR) and for a link
+    // that leads nowhere (ENOENT). The new directory is chosen even if it cannot be made. An
+    // unknown base changes nothing (EINVAL). Receivers stay where they are.
     bool setup(BasePath base, const String& name);
 
     // Removes all receivers and their FIFO nodes.

@@ -37,10 +37,10 @@
 //
 // Temporary files lie in the directory of setup() and exist only while publish() runs. Their names
 // begin with TEMPORARY_PREFIX(). A process that is killed in publish() leaves one. The next setup()
-// of a StatusPublisher on the same directory and by the same user removes it. publish() holds a
-// file lock (flock(2)) on its temporary file, and the kernel releases it when the process ends. So
-// setup() leaves the files of living processes and threads alone. A child that was forked while
-// another thread was in publish() shares that lock until it calls execve(2) or ends.
+// of a StatusPublisher on the same directory, by the same user or by root, removes it. publish()
+// holds a file lock (flock(2)) on its temporary file, and the kernel releases it when the process
+// ends. So setup() leaves the files of living processes and threads alone. A child that was forked
+// while another thread was in publish() shares that lock until it calls execve(2) or ends.
 //
 // Watchers (inotify(7)) see a new value as IN_MOVED_TO. A program that has the old file open keeps
 // the old value.
@@ -63,8 +63,9 @@ class StatusPublisher : public StatusInterface {
     StatusPublisher() : synced_(false) {}
 
     // As StatusInterface::setup(). After that it removes temporary files that killed processes have
-    // left in the directory, as far as it can. An unknown base changes nothing. After any other
-    // failure publish() fails until a setup() succeeds.
+    // left in the directory, as far as it can: those of its own user, and as root those of all
+    // users. An unknown base changes nothing. After any other failure publish() fails until a
+    // setup() succeeds.
     bool setup(BasePath base, const String& name);
 
     // Makes the file hold exactly the value, NULs included, with mode 0644 less the umask.
@@ -137,7 +138,7 @@ class StatusPublisher : public StatusInterface {
     static bool claim(int fd);
     static int makeTemporary(const Descriptor& directory, char* name);
     static bool isTemporary(const char* name);
-    static bool isOwnFile(const FileStatus& status);
+    static bool mayRemove(const FileStatus& status);
     static void removeIfDead(int directory, const char* name);
     static void removeDead(const char* directory);
     bool replace(const char* target, const String& value) const;
@@ -313,8 +314,9 @@ inline bool StatusPublisher::isTemporary(const char* name) {
     return strncmp(name, TEMPORARY_PREFIX(), strlen(TEMPORARY_PREFIX())) == 0;
 }
 
-inline bool StatusPublisher::isOwnFile(const FileStatus& status) {
-    return S_ISREG(status.stx_mode) && status.stx_uid == geteuid();
+inline bool StatusPublisher::mayRemove(const FileStatus& status) {
+    const uid_t user = geteuid();
+    return S_ISREG(status.stx_mode) && (user == 0 || user == status.stx_uid);
 }
 
 // Removes a temporary file that no process has locked. Its maker can lock, rename or remove it at
@@ -322,12 +324,12 @@ inline bool StatusPublisher::isOwnFile(const FileStatus& status) {
 // hold its lock and the name still leads to the locked file.
 inline void StatusPublisher::removeIfDead(int directory, const char* name) {
     FileStatus named;
-    if (!look(directory, name, &named) || !isOwnFile(named)) return;
+    if (!look(directory, name, &named) || !mayRemove(named)) return;
     const int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     const Descriptor file(openat(directory, name, flags));
     FileStatus locked;
     if (!file.isOpen() || flock(file.get(), LOCK_EX | LOCK_NB) != 0 ||
-        !look(file.get(), "", &locked) || !look(directory, name, &named) || !isOwnFile(locked))
+        !look(file.get(), "", &locked) || !look(directory, name, &named) || !mayRemove(locked))
         return;
     if (locked.stx_ino == named.stx_ino && locked.stx_dev_major == named.stx_dev_major &&
         locked.stx_dev_minor == named.stx_dev_minor)

@@ -33,9 +33,10 @@ bool isBase(int value) {
     return value >= STATUS_BASE_TMP && value <= STATUS_BASE_PROC;
 }
 
-// Logs why a directory could not be made, and returns false.
+// Logs why a directory could not be made, and returns false with the reason in errno.
 bool refused(const String& directory, int error) {
     syslog(LOG_ERR, "Could not create directory %s. Errno:%d!", directory.buffer(), error);
+    errno = error;
     return false;
 }
 
@@ -198,6 +199,7 @@ bool StatusInterface::formPath(const String& name, String* full) const {
 
 bool StatusInterface::setup(BasePath base, const String& name) {
     String made;
+    int error = EINVAL;
     if (isBase(base)) {
         String directory;
         if (appendAll(directory, BASE_DIRECTORIES[base], strlen(BASE_DIRECTORIES[base])) &&
@@ -205,8 +207,10 @@ bool StatusInterface::setup(BasePath base, const String& name) {
             path = directory;
             if (makeDirectories(path.buffer(), made)) return true;
         }
+        error = errno;
     }
     syslog(LOG_ERR, "Could not setup status interface for %s!", made.buffer());
+    errno = error;
     return false;
 }
 
