@@ -298,17 +298,23 @@ TEST_F(RecursiveSemaphoreTest, OnlyRegularObjectsOfThisUserAreUsed) {
     const struct {
         mode_t mode;
         uid_t user;
-    } rows[] = {{S_IFREG | 01666, STRANGER}, {S_IFIFO | 0600, 0}};
+        int64_t size;
+    } rows[] = {
+        {S_IFREG | 01666, STRANGER, 0},
+        {S_IFREG | 0666, STRANGER, int64_t{1} << 31},
+        {S_IFIFO | 0600, 0, 0},
+    };
     for (const auto& row : rows) {
         ASSERT_EQ(0, mknod(OBJECT, row.mode, 0));
+        ASSERT_EQ(S_ISREG(row.mode) ? 0 : -1, truncate64(OBJECT, row.size));
         ASSERT_EQ(0, chown(OBJECT, row.user, row.user));
         ASSERT_EQ(0, chmod(OBJECT, row.mode & 07777));
         EXPECT_EQ(-1, tryOnce());
         expectLog({failed("unable to open shared memory", EPERM)});
-        struct stat status;
-        ASSERT_EQ(0, stat(OBJECT, &status));
+        struct stat64 status;
+        ASSERT_EQ(0, stat64(OBJECT, &status));
         EXPECT_EQ(row.mode, status.st_mode);
-        EXPECT_EQ(0, status.st_size);
+        EXPECT_EQ(row.size, status.st_size);
         shm_unlink(NAME);
     }
 }
