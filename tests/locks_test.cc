@@ -345,6 +345,14 @@ TEST_F(RecursiveSemaphoreTest, TheGuardBelongsToOneUser) {
     EXPECT_EQ(-1, tryOnce());
     expectLog(refused(EPERM));
     EXPECT_EQ(1, value());
+    // Its owner can change the mode at any moment: here before the status or the value is read.
+    removeSet();
+    EXPECT_EQ(0, semctl(makeSet(), 0, SETVAL, 1));
+    for (const long call : {1, 2}) {
+        Failure failure("semctl", EACCES, call);
+        EXPECT_EQ(-1, tryOnce());
+        expectLog(refused(EACCES));
+    }
 }
 
 TEST_F(RecursiveSemaphoreTest, EachCallFailsOnceOnANewObject) {

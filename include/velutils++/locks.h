@@ -111,8 +111,8 @@ class VELUTILS_API CSemaphore {
     VELUTILS_LOCAL int report(const Failure& failure) const;
 
     // For a guard, between init() and lock(): waits until the set was used once, and removes it if
-    // its maker must have died. Refuses another user's set. Whether the set still exists is for the
-    // lock to find out.
+    // its maker must have died. Refuses another user's set, and one that it may not look at.
+    // Returns no failure if the set was removed meanwhile: the lock fails then.
     VELUTILS_LOCAL Failure awaitFirstUse() const;
 
     // The lock of a guard: removes a set that is marked for removal, and fails.

@@ -134,7 +134,10 @@ CSemaphore::Failure CSemaphore::awaitFirstUse() const {
         const uid_t user = geteuid();
         if (status.sem_perm.cuid != user || status.sem_perm.uid != user)
             return {NOT_OBTAINED, EPERM};
-        if (status.sem_otime != 0 || semctl(semId, 0, GETVAL) != 0) return {};
+        if (status.sem_otime != 0) return {};
+        const int value = semctl(semId, 0, GETVAL);
+        if (value > 0) return {};
+        if (value == -1) break;
         if (left > 0) {
             pauseOnce();
         } else if (left == 0) {
@@ -145,6 +148,8 @@ CSemaphore::Failure CSemaphore::awaitFirstUse() const {
             return {};
         }
     }
+    // A set that may not be looked at can be another user's, and its lock would wait forever.
+    if (errno != EIDRM && errno != EINVAL) return {NOT_OBTAINED, errno};
     return {};
 }
 
