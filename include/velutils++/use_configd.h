@@ -31,13 +31,25 @@ void velutils_configd_close(void* connection) __asm__("configd_close");
 }
 #endif
 
+/* lld keeps only those shared libraries that are used after its garbage collection. */
+#ifdef __has_attribute
+#if __has_attribute(retain)
+#define VELUTILS_RETAIN __attribute__((used, retain))
+#endif
+#endif
+#ifndef VELUTILS_RETAIN
+#define VELUTILS_RETAIN __attribute__((used))
+#endif
+
 /* The strong references. Not for use by programs. */
 static const struct {
     void* (*open)(void);
     int (*get)(void* connection, void* request);
     int (*set)(void* connection, void* request);
     void (*close)(void* connection);
-} velutils_configd __attribute__((used)) = {velutils_configd_open, velutils_configd_get,
-                                            velutils_configd_set, velutils_configd_close};
+} velutils_configd VELUTILS_RETAIN = {velutils_configd_open, velutils_configd_get,
+                                      velutils_configd_set, velutils_configd_close};
+
+#undef VELUTILS_RETAIN
 
 #endif
