@@ -28,6 +28,9 @@
 
 namespace {
 
+using allocations::Refusal;
+using failing_calls::Failure;
+
 FifoObserver observer;
 StatusInterface tree;
 StatusPublisher kept, lost;
@@ -128,6 +131,7 @@ struct Row {
     int error;
     std::string outcome;
     long n = 1;
+    bool isCalled = true;
 };
 
 // An outcome is the result and the state after that.
@@ -191,16 +195,14 @@ const struct Operation {
      [] { return int(kept.publish(NAME, OLD)); },
      "1 old 1",
      {"0 old 1"},
-     {{"fsync", EIO, "0 old 1"},
-      {"fsync", EIO, "0 old 1", 2},
-      {"write", EIO, "1 old 1, not called"}},
+     {{"fsync", EIO, "0 old 1"}, {"fsync", EIO, "0 old 1", 2}, {"write", EIO, "1 old 1", 1, false}},
      publishOld,
      [] { return published("/nvstatus/a"); }},
     {"publish until the restart",
      [] { return int(lost.publish(NAME, NEW)); },
      "1 new 1",
      {"0 old 1"},
-     {{"fsync", EIO, "1 new 1, not called"}},
+     {{"fsync", EIO, "1 new 1", 1, false}},
      publishOld,
      [] { return published("/tmp/status/b"); }},
     {"isInterfaceAvailable",
@@ -227,27 +229,19 @@ const struct Operation {
     {"sem_create", lockAndUnlock, "1", {"0"}},
 };
 
-int resultOf(const Operation& operation) {
-    try {
-        return operation.run();
-    } catch (const std::bad_alloc&) {
-        return THROWN;
-    }
-}
-
-std::string outcomeOf(const Operation& operation, int result) {
-    return result == THROWN ? "thrown" : std::to_string(result) + operation.state();
-}
-
-std::string outcomeOf(const Operation& operation, const Row& row) {
-    int result;
-    bool happened;
+// Returns the outcome with a Failure or a Refusal while the operation runs.
+template <class Fault, class... Arguments>
+std::string outcomeOf(const Operation& operation, bool* happened, Arguments... arguments) {
+    int result = THROWN;
     {
-        const failing_calls::Failure failure(row.call, row.error, row.n);
-        result = operation.run();
-        happened = failure.happened();
+        const Fault fault(arguments...);
+        try {
+            result = operation.run();
+        } catch (const std::bad_alloc&) {
+        }
+        *happened = fault.happened();
     }
-    return outcomeOf(operation, result) + (happened ? "" : ", not called");
+    return result == THROWN ? "thrown" : std::to_string(result) + operation.state();
 }
 
 TEST(Failures, OfCallsGiveTheResultOfTheOperation) {
@@ -257,7 +251,10 @@ TEST(Failures, OfCallsGiveTheResultOfTheOperation) {
             SCOPED_TRACE(row.call + std::to_string(row.n));
             operation.prepare();
             const int descriptors = openDescriptors();
-            EXPECT_EQ(row.outcome, outcomeOf(operation, row));
+            bool happened;
+            EXPECT_EQ(row.outcome,
+                      outcomeOf<Failure>(operation, &happened, row.call, row.error, row.n));
+            EXPECT_EQ(row.isCalled, happened);
             EXPECT_EQ(descriptors, openDescriptors());
         }
     }
@@ -270,14 +267,8 @@ bool failAllocation(const Operation& operation, long n, bool firstRound) {
     operation.prepare();
     const long before = allocations::outstanding();
     const int descriptors = openDescriptors();
-    int result;
     bool failed;
-    {
-        const allocations::Refusal refusal(n);
-        result = resultOf(operation);
-        failed = refusal.happened();
-    }
-    const std::string outcome = outcomeOf(operation, result);
+    const std::string outcome = outcomeOf<Refusal>(operation, &failed, n);
     // libevent can do without some allocations, but not without the first.
     if (!failed || (n > 1 && outcome == operation.done)) {
         EXPECT_EQ(operation.done, outcome);
@@ -285,7 +276,8 @@ bool failAllocation(const Operation& operation, long n, bool firstRound) {
         EXPECT_EQ(1u, operation.withoutMemory.count(outcome)) << outcome;
     }
     operation.prepare();
-    EXPECT_EQ(operation.done, outcomeOf(operation, resultOf(operation)));
+    bool none;
+    EXPECT_EQ(operation.done, outcomeOf<Refusal>(operation, &none, 0));
     EXPECT_EQ(descriptors, openDescriptors());
     if (!firstRound) {
         EXPECT_EQ(before, allocations::outstanding());

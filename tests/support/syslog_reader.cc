@@ -17,7 +17,7 @@ SyslogReader::SyslogReader() : fd_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)
     strcpy(address.sun_path, "/dev/log");
     unlink(address.sun_path);
     if (bind(fd_, reinterpret_cast<struct sockaddr*>(&address), sizeof address) != 0) abort();
-    openlog(IDENT.c_str(), 0, LOG_USER);
+    openlog(IDENT.c_str(), LOG_NDELAY, LOG_USER);
 }
 
 SyslogReader::~SyslogReader() {
