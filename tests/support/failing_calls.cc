@@ -135,7 +135,7 @@ int Interception::intercept(const char* name) {
 }
 
 Failure::Failure(const char* name, int error, long n)
-    : n_(n), calls_(name, [=](long i) { return i == n ? error : 0; }) {}
+    : Interception(name, [=](long i) { return i == n ? error : 0; }), n_(n) {}
 
 void dieAt(long n) {
     static Interception death(ANY, [=](long i) { return i == n ? kill(getpid(), SIGKILL) : 0; });

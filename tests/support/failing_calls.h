@@ -35,14 +35,13 @@ class Interception {
 
 // While it lives, the n-th call of `name` by this thread from now on (1 is the next) fails with
 // `error` without being made.
-class Failure {
+class Failure : public Interception {
   public:
     Failure(const char* name, int error, long n = 1);
-    bool happened() const { return calls_.calls() >= n_; }
+    bool happened() const { return calls() >= n_; }
 
   private:
     const long n_;
-    Interception calls_;
 };
 
 // Kills this process (SIGKILL) instead of the n-th call, from now on, of any function of the table.

@@ -2,13 +2,11 @@
 
 #include "tests/support/files.h"
 
-#include <dirent.h>
-#include <stdio.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 std::string contentOf(const std::string& path) {
@@ -24,17 +22,12 @@ void writeFile(const std::string& path, const std::string& content) {
 }
 
 bool exists(const std::string& path) {
-    struct stat status;
-    return lstat(path.c_str(), &status) == 0;
+    return std::filesystem::exists(std::filesystem::symlink_status(path));
 }
 
 int openDescriptors() {
-    int count = 0;
-    DIR* const directory = opendir("/proc/self/fd");
-    if (directory == nullptr) return -1;
-    while (readdir(directory) != nullptr) ++count;
-    closedir(directory);
-    return count;
+    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+    return static_cast<int>(std::distance(begin(descriptors), end(descriptors)));
 }
 
 // A limit of 0 refuses every new descriptor and leaves the open ones alone.
