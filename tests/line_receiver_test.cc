@@ -89,52 +89,31 @@ TEST(LineReceiver, ALineThatCannotBeStoredIsBad) {
     EXPECT_EQ(outstanding, allocations::outstanding());
 }
 
-// What an observer does when it receives "act", and what it receives in all.
-TEST(LineReceiver, AnObserverMayRemoveItselfOrThrow) {
-    struct Daemon {
-        explicit Daemon(Texts& received)
-            : status(new StatusInterface), lines(new Lines(received)) {}
-        std::unique_ptr<StatusInterface> status;
-        std::unique_ptr<Lines> lines;
-        unsigned long identifier = 0;
-    };
-    const struct {
-        const char* what;
-        void (*act)(Daemon& daemon);
-        Texts received;
-    } rows[] = {
-        {"remove the receiver",
-         [](Daemon& daemon) { daemon.status->deleteIpcRxFifo(daemon.identifier); },
-         {"act", "b"}},
-        {"destroy the interface", [](Daemon& daemon) { daemon.status.reset(); }, {"act", "b"}},
-        {"delete itself",
-         [](Daemon& daemon) {
-             daemon.status.reset();
-             daemon.lines.reset();
-         },
-         {"act"}},
-        {"throw", [](Daemon&) { throw std::bad_alloc(); }, {"act", "whole", "next"}},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.what);
-        Texts received;
-        Daemon daemon(received);
-        daemon.lines->react = [&] {
-            if (received.back() == "act") row.act(daemon);
-        };
-        ASSERT_TRUE(daemon.status->setup(STATUS_BASE_TMP, "/lines"));
-        daemon.identifier = daemon.status->setupIpcRxFifo("/fifo", daemon.lines.get());
-        ASSERT_NE(0u, daemon.identifier);
-        const int writer = open("/tmp/status/lines/fifo", O_RDWR);  // no SIGPIPE
-        for (const std::string text : {"act\nb\nwho", "le\nnext\n"}) {
-            EXPECT_EQ(static_cast<ssize_t>(text.size()), write(writer, text.data(), text.size()));
-            event_loop(EVLOOP_NONBLOCK);
-        }
-        close(writer);
-        daemon.status.reset();
-        event_loop(EVLOOP_NONBLOCK);  // libevent frees removed receivers here
-        EXPECT_EQ(row.received, received);
-    }
+TEST(LineReceiver, AnExceptionLosesTheWholeLinesThatFollow) {
+    Texts received;
+    Lines lines(received);
+    lines.react = [] { throw std::bad_alloc(); };
+    EXPECT_THROW(lines.feed("throws\nis lost\nwho"), std::bad_alloc);
+    lines.react = nullptr;
+    lines.feed("le\nnext\n");
+    EXPECT_EQ((Texts{"throws", "whole", "next"}), received);
+}
+
+TEST(LineReceiver, AnObserverMayDestroyTheInterface) {
+    Texts received;
+    Lines lines(received);
+    auto status = std::make_unique<StatusInterface>();
+    ASSERT_TRUE(status->setup(STATUS_BASE_TMP, "/lines"));
+    ASSERT_NE(0u, status->setupIpcRxFifo("/fifo", &lines));
+    lines.react = [&] { status.reset(); };
+    const int writer = open("/tmp/status/lines/fifo", O_RDWR);
+    EXPECT_EQ(99 + 9, write(writer, ("destroys\n" + std::string(99, '\n')).c_str(), 99 + 9));
+    event_loop(EVLOOP_NONBLOCK);
+    close(writer);
+    event_loop(EVLOOP_NONBLOCK);  // libevent frees removed receivers here
+    Texts expected(91, "");       // of the first 99 bytes
+    expected[0] = "destroys";
+    EXPECT_EQ(expected, received);
 }
 
 }  // namespace
