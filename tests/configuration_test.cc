@@ -12,6 +12,7 @@
 #include <new>
 
 #include "configd/configd.h"
+#include "tests/support/descriptor_check.h"
 #include "tests/support/files.h"
 
 namespace {
@@ -20,11 +21,7 @@ const char FILE_NAME[] = "/tmp/daemon.conf";
 
 class ConfigFile : public ::testing::Test {
   protected:
-    ConfigFile() : descriptors_(openDescriptors()) {}
-    ~ConfigFile() override {
-        unlink(FILE_NAME);
-        EXPECT_EQ(descriptors_, openDescriptors());
-    }
+    ~ConfigFile() override { unlink(FILE_NAME); }
 
     // Loads the content and returns what was printed.
     std::string load(const std::string& content) {
@@ -40,7 +37,7 @@ class ConfigFile : public ::testing::Test {
         return std::string(found.buffer(), static_cast<size_t>(found.length()));
     }
 
-    const int descriptors_;
+    const DescriptorCheck descriptors_;
     ConfigReader reader_;
 };
 

@@ -16,8 +16,8 @@
 
 #include <string>
 
+#include "tests/support/descriptor_check.h"
 #include "tests/support/echo_fields.h"
-#include "tests/support/files.h"
 #include "tests/support/packets.h"
 
 namespace {
@@ -52,12 +52,6 @@ Bytes packet(int type, unsigned identifier, unsigned sequence, const char* from,
 
 class EchoClient : public testing::Test {
   protected:
-    ~EchoClient() override {
-        client_.cleanup();
-        sendOneLess = false;
-        EXPECT_EQ(descriptors_, openDescriptors());
-    }
-
     // Sends the reply to the last request.
     void answer() {
         const EchoFields fields = fieldsOf(client_);
@@ -66,7 +60,7 @@ class EchoClient : public testing::Test {
     }
 
     Wire wire_;
-    const int descriptors_ = openDescriptors();
+    const DescriptorCheck descriptors_;
     PingClient client_;
 };
 

@@ -10,6 +10,7 @@
 
 #include <string>
 
+#include "tests/support/descriptor_check.h"
 #include "tests/support/files.h"
 #include "tests/support/network.h"
 
@@ -22,12 +23,8 @@ class InterfaceControl : public testing::Test {
   protected:
     InterfaceControl() {
         EXPECT_EQ("", ip("link add " + std::string(NEAR) + " type veth peer name " + FAR));
-        descriptors_ = openDescriptors();
     }
-    ~InterfaceControl() override {
-        EXPECT_EQ(descriptors_, openDescriptors());
-        ip("link del " + std::string(FAR));
-    }
+    ~InterfaceControl() override { ip("link del " + std::string(FAR)); }
 
     static std::string ip(const std::string& command) { return outputOf("ip -o " + command); }
     static bool nearHas(const std::string& words) {
@@ -43,10 +40,8 @@ class InterfaceControl : public testing::Test {
         return false;
     }
 
+    const DescriptorCheck descriptors_;
     IpInterfaceStatus control_;
-
-  private:
-    int descriptors_;
 };
 
 TEST_F(InterfaceControl, AvailabilityMatchesPartsOfNames) {
