@@ -6,7 +6,6 @@
 
 #include <velutils++/echo_client.h>
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>

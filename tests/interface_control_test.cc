@@ -132,12 +132,9 @@ TEST_F(InterfaceControl, TransmitQueueLength) {
 #ifdef VELUTILS_BIG_ENDIAN_QEMU
     GTEST_SKIP() << "qemu-user passes the length in the wrong byte order";
 #endif
-    for (const unsigned length : {1234u, 0u, 0x7FFFFFFFu}) {
-        EXPECT_TRUE(control_.setTxQueueLen(NEAR, length));
-        EXPECT_EQ(length != 0, nearHas("qlen " + std::to_string(length)));  // ip leaves out a 0
-    }
-    EXPECT_FALSE(control_.setTxQueueLen(NEAR, 0xFFFFFFFF));
+    EXPECT_TRUE(control_.setTxQueueLen(NEAR, 0x7FFFFFFF));
     EXPECT_TRUE(nearHas("qlen 2147483647"));
+    EXPECT_FALSE(control_.setTxQueueLen(NEAR, 0xFFFFFFFF));
 }
 
 TEST_F(InterfaceControl, LongNamesAreCutAndUnknownOnesFail) {

@@ -10,20 +10,16 @@
 #include <event.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <limits.h>
 #include <pthread.h>
 #include <signal.h>
-#include <string.h>
 #include <sys/inotify.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <syslog.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <stdexcept>
-#include <utility>
 #include <vector>
 
 #include "tests/support/descriptor_check.h"
