@@ -36,8 +36,8 @@ std::string hex(const std::string& data) {
     return digestToHex(bytes(data), data.size()).buffer();
 }
 
-// The fields of a digest of `length` bytes at `object`: state, count and buffer. They are the first
-// ones after the virtual table pointer. The object may have been destroyed.
+// The state, count and buffer of a digest of `length` bytes. They follow the virtual table pointer.
+// The object may have been destroyed.
 std::string fieldsIn(const char* object, size_t length) {
     return std::string(object + sizeof(void*), length + 8 + 64);
 }
@@ -80,24 +80,19 @@ TYPED_TEST(Digest, AgreesWithTheSystemsProgram) {
     }
 }
 
-// 2^29 bytes are 2^32 bits. They can come in one call, or make the low word of the count overflow.
+// 2^29 bytes are 2^32 bits. MD5 gets them in one call. SHA-1, which counts with the same code, gets
+// them in two, and the low word of the count overflows.
 TYPED_TEST(Digest, CountsBitsPast32) {
     const size_t size = (1UL << 29) + 5;
-    void* const zeros = mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    ASSERT_NE(MAP_FAILED, zeros);
+    const size_t first = &this->known == &MD5 ? size : (1UL << 29) - 1;
+    void* const memory = mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(MAP_FAILED, memory);
+    const unsigned char* const zeros = static_cast<unsigned char*>(memory);
     this->digest.initialize(0);
-    this->digest.hash(static_cast<unsigned char*>(zeros), size);
+    this->digest.hash(zeros, first);
+    this->digest.hash(zeros, size - first);
     EXPECT_EQ(this->known.zeros, hex(finish(this->digest, this->known.length)));
-    munmap(zeros, size);
-
-    this->digest.initialize(0);
-    uint32_t count[2] = {0xFFFFFFF8, 7};
-    char* const place = reinterpret_cast<char*>(&this->digest) + sizeof(void*) + this->known.length;
-    memcpy(place, count, sizeof count);
-    this->digest.hash(bytes("ab"), 2);
-    memcpy(count, place, sizeof count);
-    EXPECT_EQ(8u, count[0]);
-    EXPECT_EQ(8u, count[1]);
+    munmap(memory, size);
 }
 
 TYPED_TEST(Digest, TheSelfTestLeavesAnEmptyMessage) {

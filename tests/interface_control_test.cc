@@ -98,18 +98,10 @@ TEST_F(InterfaceControl, AddressWithMask) {
     const unsigned long high = ~0xFFFFFFFFUL;  // 0 where long has 32 bits
     EXPECT_TRUE(setIpV4AddressAndMask(control_, NEAR, high | 0x0A010203, high | 0xFFFF0000));
     EXPECT_TRUE(nearHas("inet 10.1.2.3/16"));
-    const struct {
-        unsigned long address;
-        unsigned long mask;
-    } refused[] = {
-        {0xE0000001, 0xFFFFFF00},
-        {0x0A000001, 0xFF00FF00},
-        {0, 0xFF000000},
-    };
-    for (const auto& row : refused) {
-        EXPECT_FALSE(setIpV4AddressAndMask(control_, NEAR, row.address, row.mask)) << row.address;
-        EXPECT_TRUE(nearHas("inet 10.1.2.3/16")) << row.address;
-    }
+    EXPECT_FALSE(setIpV4AddressAndMask(control_, NEAR, 0xE0000001, 0xFFFFFF00));
+    EXPECT_FALSE(setIpV4AddressAndMask(control_, NEAR, 0x0A000001, 0xFF00FF00));
+    EXPECT_FALSE(setIpV4AddressAndMask(control_, NEAR, 0, 0xFF000000));
+    EXPECT_TRUE(nearHas("inet 10.1.2.3/16"));
 }
 
 // The kernel takes the address, but not the mask.

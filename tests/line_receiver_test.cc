@@ -100,6 +100,7 @@ TEST(LineReceiver, AnExceptionLosesTheWholeLinesThatFollow) {
 }
 
 TEST(LineReceiver, AnObserverMayDestroyTheInterface) {
+    event_init();
     Texts received;
     Lines lines(received);
     auto status = std::make_unique<StatusInterface>();
@@ -117,9 +118,3 @@ TEST(LineReceiver, AnObserverMayDestroyTheInterface) {
 }
 
 }  // namespace
-
-int main(int argc, char** argv) {
-    ::testing::InitGoogleTest(&argc, argv);
-    event_init();
-    return RUN_ALL_TESTS();
-}
