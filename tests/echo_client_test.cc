@@ -8,6 +8,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/capability.h>
 #include <stdlib.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -119,6 +120,9 @@ TEST_F(EchoClient, AFailedRequestCountsAndKeepsItsSocket) {
     sendOneLess = false;
     EXPECT_EQ(0, ping(client_));
     EXPECT_EQ(static_cast<uint16_t>(before + 3), fieldsOf(client_).sequenceNumber);
+    const WithoutCapability lacking(CAP_NET_RAW);
+    EXPECT_EQ(1, ping(client_));
+    EXPECT_EQ(3, client_.checkPingResponse());
 }
 
 // The second checksum is that of the whole packet, which includes the first one.

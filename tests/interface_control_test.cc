@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
 // On a pair of virtual interfaces, the two ends of one wire. ip(8) shows what a request has
-// changed. failures_test.cc makes system calls fail.
+// changed.
 
 #include <velutils++/interface_control.h>
 
 #include <gtest/gtest.h>
+#include <linux/capability.h>
 #include <poll.h>
 
 #include <string>
@@ -142,6 +143,18 @@ TEST_F(InterfaceControl, LongNamesAreCutAndUnknownOnesFail) {
         EXPECT_FALSE(control_.setIpV4Mask(name, 0xFFFF0000));
         EXPECT_FALSE(control_.setTxQueueLen(name, 5));
     }
+}
+
+TEST_F(InterfaceControl, WithoutADescriptorRequestsFail) {
+    const DescriptorsExhausted exhausted;
+    EXPECT_FALSE(control_.isInterfaceUp("lo"));
+    EXPECT_FALSE(control_.setIpV4Address(NEAR, 0xC0A80101));
+}
+
+TEST_F(InterfaceControl, WithoutPrivilegeOnlyReadingWorks) {
+    const WithoutCapability lacking(CAP_NET_ADMIN);
+    EXPECT_FALSE(control_.setInterfaceUp("lo", 0));
+    EXPECT_TRUE(control_.isInterfaceUp("lo"));
 }
 
 TEST_F(InterfaceControl, ConnectivityIsAFileThatOpens) {

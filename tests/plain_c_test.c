@@ -23,8 +23,11 @@ static int failures;
         }                                                                    \
     } while (0)
 
-static int32_t formatted(char* buffer, const char* format, ...) {
+static int32_t formatted(int32_t* length, char* buffer, const char* format, ...) {
     va_list arguments;
+    va_start(arguments, format);
+    *length = vstrlenf(format, arguments);
+    va_end(arguments);
     va_start(arguments, format);
     const int32_t stored = vsnxprintf(buffer, 3, 16, format, arguments);
     va_end(arguments);
@@ -33,7 +36,9 @@ static int32_t formatted(char* buffer, const char* format, ...) {
 
 static void functionsAndTables(void) {
     char text[16];
-    CHECK(formatted(text, "%sd%lx", "abc", 239L) == 3);
+    int32_t length = 0;
+    CHECK(formatted(&length, text, "%sd%lx", "abc", 239L) == 3);
+    CHECK(length == 6);
     CHECK(strcmp(text, "def") == 0);
     CHECK(strnicmp("ab", "AC", 1) == 0);
     CHECK(strcmp(u_i32toa(UINT32_C(255), text, 16), "FFh") == 0);

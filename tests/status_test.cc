@@ -95,8 +95,11 @@ TEST_F(StatusTree, SetupFailuresAreLogged) {
     EXPECT_TRUE(interface.setStatus("/tmp/alone", "x"));
     EXPECT_EQ("x", contentOf("/tmp/alone"));
 
-    shell("touch file; ln -s . link; ln -s nowhere dangling; ln -s file/x through");
-    EXPECT_TRUE(interface.setup(STATUS_BASE_TMP, "/wan/link"));
+    shell(
+        "touch file; ln -s . link; ln -s nowhere dangling; ln -s file/x through; ln -s loop loop");
+    // A path that stat(2) cannot follow for another reason may be a directory.
+    for (const char* name : {"/wan/link", "/wan/loop"})
+        EXPECT_TRUE(interface.setup(STATUS_BASE_TMP, name)) << name;
     const struct {
         const char* name;
         std::string failed;  // the directory that could not be made
@@ -270,6 +273,7 @@ TEST_F(StatusTree, Links) {
     EXPECT_TRUE(wan_.setLink("/link", ""));
     EXPECT_FALSE(exists(TREE + "/wan/link"));
     EXPECT_TRUE(wan_.setLink("/link", ""));
+    EXPECT_FALSE(wan_.setLink("/no/such/directory", "x"));
 }
 
 // FIFO receivers
@@ -362,6 +366,12 @@ TEST_F(StatusFifo, AReceiverRemovesOnlyItsOwnNode) {
     shell("rm first; mkfifo first");  // as a new instance of the daemon does
     wan_.deleteIpcRxFifo(second);
     EXPECT_TRUE(exists(TREE + "/wan/first"));
+}
+
+TEST_F(StatusFifo, WithoutADirectoryThereIsNoNode) {
+    EXPECT_EQ(0UL, wan_.setupIpcRxFifo("/no/such/directory", &observer_));
+    shell("rm first");
+    wan_.deleteIpcRxFifo(first_);
 }
 
 TEST_F(StatusFifo, ANodeThatReplacesTheNewOneIsNotUsed) {

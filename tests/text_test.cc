@@ -98,6 +98,7 @@ const Value VALUES[] = {
     {VALUE(abc + 'd'), "abcd", 7, "abc"},
     {VALUE(abc + hello), "abchello", 23, "abc"},
     {VALUE(String::stringOf(true)), "true", 7, ""},
+    {VALUE(String::stringOf(false)), "false", 7, ""},
     {VALUE(String::stringOf('c')), "c", 7, ""},
     {VALUE(String::stringOf("hello", 1, 3)), "ell", 7, ""},
     {VALUE(String::stringOf(LONG_MIN)), std::to_string(LONG_MIN), 23, ""},
@@ -139,6 +140,10 @@ TEST(String, ReadAccess) {
     String s("x");
     EXPECT_EQ(&s, &*s);
     EXPECT_EQ(&hello, &*hello);
+    char out[] = "......";
+    EXPECT_EQ(5, hello.getChars(LONG_MIN, LONG_MAX, out));
+    EXPECT_STREQ("hello.", out);
+    EXPECT_EQ(0, hello.getChars(LONG_MAX, LONG_MIN, out));
     EXPECT_EQ(INT32_MAX, String("2147483647").toInteger());
     EXPECT_EQ(INT32_MIN, String("-2147483648").toInteger());
 }
@@ -311,6 +316,7 @@ TEST(Comparison, NullPointersAndCharacters) {
     EXPECT_TRUE(String("a") == 'a');
     EXPECT_FALSE('a' != String("a"));
     EXPECT_TRUE(String("ab") != 'a');
+    EXPECT_TRUE(String("b") != 'a');
     EXPECT_FALSE('a' == String("ab"));
 }
 
