@@ -22,12 +22,12 @@ class INStringHashTable;
 //     link0.watch = on
 //
 // A line is cut at its first "=". All bytes from 0 to 32 are removed from the key, wherever they
-// stand, and from both ends of the value. Lines without "=" are skipped. There is no quoting,
+// are, and from both ends of the value. Lines without "=" are skipped. There is no quoting,
 // escaping or continuation. Keys are compared byte for byte. If several lines have the same key,
-// the first one counts, and the others are reported on standard output.
+// the first one is used, and the others are reported on standard output.
 //
 // The file is read in pieces of at most 1022 bytes. A piece ends after a newline at the latest.
-// Each piece counts as a line, so a longer line counts as several. A NUL hides the rest of its
+// Each piece is processed as a line, so a longer line becomes several. A NUL hides the rest of its
 // piece. The file is opened close-on-exec and read with fgets_unlocked: no other thread can use the
 // stream.
 //
@@ -49,17 +49,17 @@ class VELUTILS_API ConfigReader {
     virtual ~ConfigReader();
 
     // Calls cleanup(), then loads the file into a new table. size is the number of buckets, which
-    // is rounded up to a power of two; the number of keys is a good one. Returns false if the file
-    // cannot be opened or cannot be read to its end. The entries that were read stay, and lookups
-    // work. Throws std::bad_array_new_length for a size above 2^28 and leaves no table.
+    // is rounded up to a power of two; the number of keys is a good choice. Returns false if the
+    // file cannot be opened or cannot be read to its end. The entries that were read stay, and
+    // lookups work. Throws std::bad_array_new_length for a size above 2^28 and leaves no table.
     virtual bool initialize(const String& path, unsigned long size);
 
     // Removes all entries and the table.
     virtual void cleanup();
 
     // Returns the stored value, or defaultValue itself if there is none. The stored value is valid
-    // until the next initialize() or cleanup(). The key is not stripped: one that contains a blank
-    // is never found.
+    // until the next initialize() or cleanup(). The key is not stripped: a key that contains a
+    // blank is never found.
     virtual const String& getValue(const String& key, const String& defaultValue) const;
 
     // Returns 1 for "on" and 0 for "off", in upper or lower case. Any other text is converted by
@@ -107,10 +107,9 @@ class VELUTILS_API ConfigReader {
 // both NUL-terminated, and zeros elsewhere. The library refers to the four functions weakly. In a
 // program without them, clients have no connection.
 //
-// A weak reference takes nothing out of an archive, and does not keep a shared library that the
-// linker finds unused. The client would have no connection, and no error would say so. To link the
-// client library in any form, include <velutils++/use_configd.h> in one source file of the program.
-// docs/configuration-daemon.md shows other ways.
+// To link the client library, include <velutils++/use_configd.h> in one source file of the program.
+// Otherwise the linker may leave the client library out, and no error says so.
+// docs/configuration-daemon.md explains why and shows other ways.
 //
 // Failures: a set returns false, and a get leaves its value argument alone. This happens without a
 // connection, for a key longer than 255 bytes or a value longer than 1023, if the daemon refuses,

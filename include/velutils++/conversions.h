@@ -39,7 +39,7 @@ VELUTILS_API char* u_i16toa(uint16_t value, char* buffer, int base);
  * 16 it is the byte minus 87 above the backquote ('a' is 10, 'g' is 16), and minus 55 from 'A' to
  * the backquote ('A' is 10, 'G' is 16).
  *
- * Only the signed parsers know a minus sign. To the unsigned ones it is a digit like any other.
+ * Only the signed parsers read a minus sign as a sign. The unsigned ones read it as a digit.
  * The result is 0 for a null or empty text, and if nothing is left without sign and base letter. */
 VELUTILS_API int32_t valueOf32(const char* text);
 VELUTILS_API uint32_t u_valueOf32(const char* text);
@@ -85,7 +85,7 @@ VELUTILS_API void convBinToHex(uint32_t word, char* out);
  *     0x01020304 0x05060708 \n0x090a0b0c \n\0       length 12, lineLength 8
  *
  * The last word is dumped whole, so data must hold length bytes rounded up to a multiple of 4. It
- * may lie at any address. */
+ * may have any alignment. */
 VELUTILS_API void dataChunk2String(const void* data, char* out, int length, int lineLength);
 
 /* Returns how many bytes dataChunk2String() writes at most, NUL included, if lineLength is a

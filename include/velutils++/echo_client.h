@@ -25,7 +25,7 @@
 //
 // The identifier and the first sequence number come from rand(3), which the library never seeds.
 // Seed it before you make the first client. Otherwise the clients of all daemons start with the
-// same numbers and take each other's replies for their own.
+// same numbers and accept each other's replies.
 //
 // The socket is raw and needs CAP_NET_RAW. A send opens it; the next send, cleanup() or the
 // destructor closes it. It is close-on-exec.
@@ -57,14 +57,14 @@ class VELUTILS_API PingClient {
     //     3  receiving failed, or there is no socket
     // A packet matches by its identifier and sequence number alone. A raw socket receives all ICMP
     // packets that arrive at the host: a client that pings an address of its own host receives its
-    // request first, and takes it for the reply.
+    // own request first, and accepts it as the reply.
     virtual int checkPingResponse();
 
     // Closes the socket, if there is one.
     virtual void cleanup();
 
     // Returns the Internet checksum (RFC 1071) of length bytes, exact for up to 128 KiB. Store it
-    // in the packet without a change of byte order. data may lie at any address. sendSimplePing()
+    // in the packet without a change of byte order. data may have any alignment. sendSimplePing()
     // calls checksum() and cleanup() through the virtual table.
     virtual unsigned short checksum(unsigned short* data, int length) const;
 

@@ -6,9 +6,9 @@
  *     if (probe.send(IpAddress(String("192.168.1.1")), IpAddress()))
  *         ... when descriptor() is readable, or now and then: probe.poll() == EchoProbe::REPLY
  *
- * PingClient matches a packet by two numbers, and takes its own request for the reply when it pings
- * an address of its host. EchoProbe accepts only a packet that answers its last request. It needs
- * no privilege where the system lets its group send echo requests.
+ * PingClient matches a packet by two numbers, and accepts its own request as the reply when it
+ * pings an address of its host. EchoProbe accepts only a packet that answers its last request. It
+ * needs no privilege if the system lets the process's group send echo requests.
  *
  * Header-only: the library exports nothing for it. C++ only. In C the header declares nothing.
  */
@@ -72,8 +72,8 @@ class EchoProbe {
     ~EchoProbe() { close(); }
 
     // Sends a request with 16 random bytes to the target, from the source address. If source is
-    // empty or 0.0.0.0, the kernel chooses the address. Masks do not count. An earlier request is
-    // no longer waited for, also if the call fails.
+    // empty or 0.0.0.0, the kernel chooses the address. Masks are ignored. The probe no longer
+    // waits for an earlier request, even if the call fails.
     //
     // Returns false on failure, and errno says why: no target, no permission, no route, a source
     // that is not the host's, a broadcast target, or no random numbers yet (early after boot).
@@ -103,11 +103,11 @@ class EchoProbe {
   private:
     enum State { NO_REQUEST, WAITING, ANSWERED };
     enum {
-        // One poll() looks at so many packets, of at most so many bytes. An error has up to 576
-        // bytes (RFC 1812).
+        // A poll() reads at most this many packets, each up to this many bytes. An error has up to
+        // 576 bytes (RFC 1812).
         PACKETS = 64,
         LONGEST = 2048,
-        // Sizes and places in an IP and an ICMP header
+        // Sizes and offsets in an IP and an ICMP header
         IP_HEADER = 20,
         IP_PROTOCOL_AT = 9,
         IP_DESTINATION_AT = 16,
@@ -184,7 +184,7 @@ inline bool EchoProbe::send(const IpAddress& target, const IpAddress& source) {
     put16(request_ + CHECKSUM_AT, checksum(request_, REQUEST));
 
     const in_addr_t from = htonl(static_cast<uint32_t>(source.getV4IpAddrAsBinaryUInt32()));
-    // What fails first may only be the report of an error that an earlier request met.
+    // The first failure may only report an error of an earlier request, so try twice.
     if (!transmit(fd, from) && !transmit(fd, from)) {
         const int error = errno;
         if (fd_ == -1) ::close(fd);
@@ -197,7 +197,7 @@ inline bool EchoProbe::send(const IpAddress& target, const IpAddress& source) {
 }
 
 // An unprivileged socket has separate queues for errors and replies, so we do not know which came
-// first. An error counts only if no reply is found after it.
+// first. So an error is the answer only if no reply is found after it.
 inline EchoProbe::Answer EchoProbe::poll() {
     bool unreachable = false;
     for (int i = 0; fd_ != -1 && i < PACKETS; ++i) {
@@ -235,7 +235,7 @@ inline int EchoProbe::openRaw() {
     return fd;
 }
 
-// Its identifier is its port. Errors arrive on its error queue.
+// The identifier is the socket's port. Errors arrive on its error queue.
 inline int EchoProbe::openUnprivileged(unsigned char* identifier) {
     const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, IPPROTO_ICMP);
     if (fd == -1) return -1;

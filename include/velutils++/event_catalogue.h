@@ -82,14 +82,14 @@ static const EventCatalogueEntry EVENT_CATALOGUE[] __attribute__((unused)) = {
     {0x05000006, "test", "test event"},
 };
 
-/* The event with this id, or null. The rows live as long as the program. */
+/* Returns the event with this id, or null. The rows live as long as the program. */
 static inline const EventCatalogueEntry* findEventById(int32_t id) {
     const size_t count = sizeof EVENT_CATALOGUE / sizeof EVENT_CATALOGUE[0];
     size_t i = 0;
     while (i < count && EVENT_CATALOGUE[i].id != id) ++i;
     return i < count ? &EVENT_CATALOGUE[i] : NULL; /* NOLINT(modernize-use-nullptr): C */
 }
-/* The event of this name, or null, also for a null name. */
+/* Returns the event of this name, or null, also for a null name. */
 static inline const EventCatalogueEntry* findEventByName(const char* name) {
     const size_t count = name ? sizeof EVENT_CATALOGUE / sizeof EVENT_CATALOGUE[0] : 0;
     size_t i = 0;

@@ -17,7 +17,7 @@
 /* A member of an exported class that only the library itself uses. */
 #define VELUTILS_LOCAL __attribute__((visibility("hidden")))
 
-/* On classes and constructors whose result must be kept, where the language has it (C++17). */
+/* Marks classes and constructors whose result must be kept, where the language has it (C++17). */
 #if defined(__cplusplus) && __cplusplus >= 201703L
 #define VELUTILS_NODISCARD [[nodiscard]]
 #else

@@ -20,7 +20,7 @@
  * constructors throw: std::bad_array_new_length for a size above 268435456 (2^28), std::bad_alloc
  * when out of memory.
  *
- * Threads: a table belongs to one thread at a time, also for reading.
+ * Threads: a table belongs to one thread at a time, even for reading.
  */
 #ifndef VELUTILS_HASH_TABLES_H
 #define VELUTILS_HASH_TABLES_H

@@ -62,10 +62,11 @@ class VELUTILS_API IpInterfaceStatus {
 };
 
 // Sets the interface's address and then its mask, because the kernel resets the mask when it sets
-// an address. Only the low 32 bits of both words count.
+// an address. It uses only the low 32 bits of both words.
 //
 // Returns false if one of them cannot be set. Then it restores the old address and mask, as far as
-// the kernel lets it. Address 0 and a mask that is not contiguous are refused with nothing touched.
+// the kernel lets it. For address 0, or a mask that is not contiguous, it returns false and changes
+// nothing.
 inline bool setIpV4AddressAndMask(IpInterfaceStatus& interfaces, char const* name,
                                   unsigned long address, unsigned long mask) {
     const unsigned int newAddress = static_cast<unsigned int>(address & 0xFFFFFFFFUL);

@@ -30,8 +30,7 @@
 // Only the out argument of a text getter may need memory. When out of memory, it becomes empty.
 //
 // Threads: different values are independent. Several threads may call const operations of one value
-// at once.
-// EMPTY() is safe to call first from several threads, and is never destroyed.
+// at once. The first calls of EMPTY() may come from several threads. Its value is never destroyed.
 class VELUTILS_API IpAddress {
   public:
     // 127.0.0.1, and the groups 224.0.0.0, 224.0.0.1 (all hosts) and 224.0.0.2 (all routers).
@@ -63,7 +62,7 @@ class VELUTILS_API IpAddress {
 
     // Sets the address. The text is four decimal octets with dots between them, without leading
     // zeros. A slash and a prefix length from 0 to 32 may follow, and set the mask; otherwise the
-    // mask stays. Nothing else is accepted, also no blanks.
+    // mask stays. Nothing else is accepted, not even blanks.
     int setIpAddrAsString(const String& text);
     // Sets the mask. The text is four octets, as in an address. The mask must be contiguous.
     int setNetMaskAsString(const String& text);
@@ -151,8 +150,8 @@ class VELUTILS_API IpAddress {
     bool isDirBcType() const;     // the directed broadcast of a subnet
     bool isValidAddress() const;  // any of these roles
 
-    // Whether other's address lies in this network. False if this value has no family. Other's
-    // family and mask do not count, so 0.0.0.0/0 contains the empty value, too.
+    // Whether other's address is in this network. False if this value has no family. Other's family
+    // and mask are ignored, so 0.0.0.0/0 contains the empty value, too.
     bool contains(const IpAddress& other) const;
 
   private:
@@ -162,7 +161,7 @@ class VELUTILS_API IpAddress {
     VELUTILS_LOCAL bool addressMatches(uint32_t bits, uint32_t value) const;
     VELUTILS_LOCAL void store(uint32_t addressWord, uint32_t maskWord);
 
-    // IPv4 lives in the first element. The others stay 0 (address) and all ones (mask).
+    // The first elements hold the IPv4 words. The others stay 0 (address) and all ones (mask).
     uint32_t family;
     uint32_t address[4];
     uint32_t mask[4];

@@ -93,7 +93,7 @@ class LineReceiver : public StatusFifoObserver {
 #endif
 
   private:
-    // The bytes of a current call of handleFifoData(). It lies on that call's stack, so it can
+    // The bytes of a current call of handleFifoData(). It is on that call's stack, so it can
     // outlive this object.
     struct Piece {
         Piece(LineReceiver& receiver, const char* data, size_t length)
@@ -155,7 +155,7 @@ class LineReceiver : public StatusFifoObserver {
         if (larger.length() == line_.length()) line_ = larger;
     }
 
-    // The observer may destroy this object: from its call on only the stack is used.
+    // The observer may destroy this object, so use only the stack after calling it.
     void deliverLine() {
         const String line(line_);
         const long length = length_;
@@ -176,7 +176,7 @@ class LineReceiver : public StatusFifoObserver {
 
     const long longest_;
     String line_;    // the unfinished line; empty once it is bad
-    long room_;      // that line_ was made for
+    long room_;      // the room that line_ was made with
     long length_;    // bytes of the unfinished line
     bool bad_;       // the unfinished line will not be delivered
     Piece* newest_;  // the innermost call under way

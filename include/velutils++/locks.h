@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT
  *
  * Locks between processes. CSemaphore is a kernel semaphore whose key is made from a file.
- * CRecursiveSemaphore is a recursive mutex shared by name, also for callers of plain functions.
+ * CRecursiveSemaphore is a recursive mutex shared by name. Plain functions give it to C programs.
  *
  * The plain functions can be called from C; the classes need C++11.
  *
@@ -78,8 +78,8 @@ VELUTILS_API int sem_trylock(semaphore_handle handle);
 // A copy uses the same set. The order of the fields is part of the binary interface.
 class VELUTILS_API CSemaphore {
   public:
-    // Only the low 8 bits of projectID count. An empty pathname or a projectID of 0 is logged, but
-    // init() tries it anyway.
+    // Only the low 8 bits of projectID are used. An empty pathname or a projectID of 0 is logged,
+    // but init() tries it anyway.
     CSemaphore(const std::string& pathname, int projectID);
 
     // Neither unlocks nor removes the semaphore. A lock that the process holds stays held until it
@@ -115,7 +115,7 @@ class VELUTILS_API CSemaphore {
     // Returns no failure if the set was removed meanwhile: the lock fails then.
     VELUTILS_LOCAL Failure awaitFirstUse() const;
 
-    // The lock of a guard: removes a set that is marked for removal, and fails.
+    // Locks a guard. If its set is marked for removal, removes the set and fails.
     VELUTILS_LOCAL Failure tryLockUnmarked() const;
 
     std::string pathname;
@@ -128,15 +128,16 @@ class VELUTILS_API CSemaphore {
 // creates it, and the others open it. Locking it costs the same as locking a bare pthread mutex.
 //
 // A guard lets one process at a time create and open named mutexes. It is a CSemaphore whose file
-// is /usr/lib/libvelutils++.so.1.0.0. Without that file no mutex can be opened. Another file there
-// is another guard: restart every daemon that uses these locks, or an old and a new one could set
-// up the same name at the same time.
+// is /usr/lib/libvelutils++.so.1.0.0. Without that file no mutex can be opened. A different file
+// there means a different guard: restart every daemon that uses these locks, or an old and a new
+// one could set up the same name at the same time.
 //
 // Only objects of the effective user are used. A guard that another user made or owns, and an
 // object that another user owns or that is no regular file, are refused, logged and left in place.
 // The permissions of an object do not matter and can be changed at any time. Its sticky bit marks
-// it as unfinished. Never set it: the next process would make the mutex again under its holder. If
-// the guard is removed before a process has taken it, the process makes it again, silently.
+// it as unfinished. Never set it: the next process would set up the mutex again while it is held.
+// If the guard is removed before a process has taken it, the process makes it again without a
+// message.
 //
 // The mutex is not robust: if a process ends while it holds the mutex, every later lock() waits
 // forever. So unlock it before the process ends or the object is destroyed. To recover, stop its

@@ -67,7 +67,7 @@ class VELUTILS_API ProcessControl {
 
     // Reads /proc.
     //
-    // Without keep, the snapshot is built anew, in the order of /proc.
+    // Without keep, the snapshot is rebuilt, in the order of /proc.
     //
     // With keep, the entries of processes that still run stay: the same objects, with their old
     // names and in their old order. Entries of ended processes are removed, and new processes
@@ -94,7 +94,7 @@ class VELUTILS_API ProcessControl {
     virtual int getNumberOfProcessesByName(const char* prefix) const;
     // Returns the entry of that process, or null.
     virtual ProcessEntry* getProcessEntryByPid(int pid);
-    // Returns the number of entries, also of those whose name is an id in brackets.
+    // Returns the number of entries, including those whose name is an id in brackets.
     virtual int getNumberOfProcesses() const;
 
     // Removes all entries.

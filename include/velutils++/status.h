@@ -66,8 +66,8 @@ class VELUTILS_API StatusFifoEntry {
 //
 // Values are written in place, so a reader can see a file empty or half written. Files and links
 // outlive the object and the process; FIFO nodes are removed with their receivers. Before a setup()
-// with a known base, names are paths of their own. Names are used as they are, ".." included: they
-// must never come from outside.
+// with a known base, names are complete paths. Names are used as they are, ".." included: they must
+// never come from outside.
 //
 // Other users may be able to write in the tree. No call waits for what it finds at a name, except
 // that setStatus() opens and writes a device, and opens a file that another process has a lease on
@@ -103,11 +103,11 @@ class VELUTILS_API StatusInterface {
     // cut. If it has no reader or no room, the result is false. SIGPIPE is not raised.
     bool setStatus(const String& name, const String& value);
 
-    // Reads a value, also another daemon's. The file must be a regular one, as those in /proc are;
-    // anything else is not even opened. A NUL hides what follows it up to the next multiple of 99
-    // bytes. Returns false, and stores what was read so far, if the file cannot be read to its end,
-    // when out of memory, for a file of more than 2147483647 bytes, and for one that another
-    // process has a write lease on (fcntl(2)).
+    // Reads a value, of this daemon or another. The file must be a regular one, as those in /proc
+    // are; anything else is not even opened. A NUL hides what follows it up to the next multiple of
+    // 99 bytes. Returns false, and stores what was read so far, if the file cannot be read to its
+    // end, when out of memory, for a file of more than 2147483647 bytes, and if another process has
+    // a write lease on the file (fcntl(2)).
     bool getStatus(const String& name, String& value) const;
 
     // Removes what is at the name. If the target is not empty, makes a symbolic link to it there.
@@ -124,7 +124,7 @@ class VELUTILS_API StatusInterface {
     unsigned long setupIpcRxFifo(const String& name, StatusFifoObserver* observer);
 
     // Removes the receiver, and its FIFO node unless another node has taken its place. An unknown
-    // identifier is ignored. It can be called from handleFifoData(), also for the receiver that is
+    // identifier is ignored. It can be called from handleFifoData(), even for the receiver that is
     // delivering: nothing more is delivered from it.
     void deleteIpcRxFifo(unsigned long identifier);
 

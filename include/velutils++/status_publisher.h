@@ -35,7 +35,7 @@
 
 // Adds publish() to StatusInterface.
 //
-// Temporary files lie in the directory of setup() and exist only while publish() runs. Their names
+// Temporary files are in the directory of setup() and exist only while publish() runs. Their names
 // begin with TEMPORARY_PREFIX(). A process that is killed in publish() leaves one. The next setup()
 // of a StatusPublisher on the same directory, by the same user or by root, removes it. publish()
 // holds a file lock (flock(2)) on its temporary file, and the kernel releases it when the process
@@ -71,17 +71,17 @@ class StatusPublisher : public StatusInterface {
     // Makes the file hold exactly the value, NULs included, with mode 0644 less the umask.
     //
     // A symbolic link at the name is replaced, not followed. If a directory, FIFO, socket or device
-    // is there, the call fails with EEXIST. It looks right before the rename. A FIFO, socket or
-    // device that another process makes between the two is replaced.
+    // is there, the call fails with EEXIST. The last check comes right before the rename. A FIFO,
+    // socket or device that another process makes between the two is replaced.
     //
-    // If a regular file holds the value already, it is left as it is: inode, times, mode and owner
-    // stay, and no watcher wakes.
+    // If a regular file holds the value already, it stays as it is, with inode, times, mode and
+    // owner, and no watcher wakes.
     //
     // Below STATUS_BASE_NV the file and the directory entry are synced (fsync(2)) before the call
-    // returns true, also for an unchanged value. Elsewhere nothing is synced.
+    // returns true, even for an unchanged value. Elsewhere nothing is synced.
     //
     // The name is joined to the directory as in setStatus(), and ends at a NUL. Directories in it
-    // must exist and lie on the same file system. If the last component begins with
+    // must exist and be on the same file system. If the last component begins with
     // TEMPORARY_PREFIX(), the call fails with EINVAL.
     //
     // Returns true if the file holds the value. If it returns false, the old value is unchanged and
@@ -109,7 +109,7 @@ class StatusPublisher : public StatusInterface {
         int fd_;
     };
 
-    // statx(2) and readdir64(3) cope with every inode number, size and time, also where off_t and
+    // statx(2) and readdir64(3) handle every inode number, size and time, even where off_t and
     // time_t have 32 bits.
     typedef struct statx FileStatus;
 #ifdef _LARGEFILE64_SOURCE
@@ -208,7 +208,7 @@ inline bool StatusPublisher::append(String& text, const String& more) {
     return text.length() - before == more.length();
 }
 
-// The status of the path itself, also of a symbolic link; of the descriptor when path is empty.
+// Gets the status of the path without following a link, or of the descriptor if path is empty.
 inline bool StatusPublisher::look(int directory, const char* path, FileStatus* status) {
     return statx(directory, path, AT_SYMLINK_NOFOLLOW | AT_EMPTY_PATH, STATX_BASIC_STATS, status) ==
            0;
@@ -235,7 +235,7 @@ inline bool StatusPublisher::writeAll(const Descriptor& file, const char* p, siz
 }
 
 // Some file systems report a failed write only when a descriptor is closed. Closing a duplicate
-// asks for that and keeps the lock.
+// gets that report and keeps the lock.
 inline bool StatusPublisher::flush(const Descriptor& file) {
     const int duplicate = fcntl(file.get(), F_DUPFD_CLOEXEC, 0);
     return duplicate != -1 && close(duplicate) == 0;
@@ -282,7 +282,7 @@ inline int StatusPublisher::openParent(const char* path, const char* leaf) {
     return open(parent.buffer(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
 }
 
-// Locks a new temporary file. EWOULDBLOCK: a setup() took it for dead before it was locked.
+// Locks a new temporary file. EWOULDBLOCK: a setup() has locked it first, in order to remove it.
 inline bool StatusPublisher::claim(int fd) {
     FileStatus status;
     if (flock(fd, LOCK_EX | LOCK_NB) != 0 || !look(fd, "", &status)) return false;
