@@ -111,8 +111,8 @@ class VELUTILS_API CSemaphore {
     VELUTILS_LOCAL int report(const Failure& failure) const;
 
     // For a guard, between init() and lock(): waits until the set was used once, and removes it if
-    // its maker must have died. Refuses another user's set, and one that it may not look at.
-    // Returns no failure if the set was removed meanwhile: the lock fails then.
+    // its maker must have died. Fails for another user's set, and for a set that it may not
+    // inspect. Succeeds if the set was removed: the lock will fail then.
     VELUTILS_LOCAL Failure awaitFirstUse() const;
 
     // Locks a guard. If its set is marked for removal, removes the set and fails.

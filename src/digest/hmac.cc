@@ -63,7 +63,7 @@ void HmacContext::hash(const unsigned char* data, unsigned long length) {
 }
 
 void HmacContext::getHash(unsigned char* out) {
-    // On the stack, because a digest is only some tens of bytes, and an allocation could fail.
+    // On the stack: a digest has only some tens of bytes, and an allocation could fail.
     const unsigned long length = hashContext->getCompleteHashLength();
     unsigned char* const inner = static_cast<unsigned char*>(alloca(length));
 

@@ -5,7 +5,7 @@
 //
 //     | IPv4 header, 20 bytes | ICMP header, 8 bytes |     no options, no payload
 //
-// Where the identification is 0, the kernel fills in its own, and the header checksum with it. A
+// If the identification is 0, the kernel fills in one of its own, and the header checksum. A
 // received packet begins with an IPv4 header of any length. Its lengths are not trusted: only bytes
 // that were received are read.
 //

@@ -4,11 +4,11 @@
 //
 //   | pthread_mutex_t |     /dev/shm/<name>, 24 bytes on the 32-bit platforms
 //
-// An object is set up under the guard, one semaphore for all names and processes. The kernel
-// releases the guard when its holder dies. So the holder knows that no other set-up is running, and
-// that an unfinished object was left by a process that died. The sticky bit marks an object as
-// unfinished from before it gets its size until its mutex is initialised. Nobody else sets that bit
-// on such an object.
+// A process holds the guard, one semaphore for all names and processes, while it sets up an object.
+// The kernel releases the guard when its holder dies. So the holder knows that no other set-up is
+// running, and that an unfinished object was left by a process that died. The sticky bit marks an
+// object as unfinished, from before it gets its size until its mutex is initialised. Nothing else
+// sets that bit on an object.
 //
 //   another user's, or no regular file   fail, before anything else
 //   size 0, or marked                    set up as new

@@ -8,7 +8,7 @@
 //
 // The initial +1 is permanent. Later changes use SEM_UNDO and cancel out over lock and unlock, so
 // the kernel releases what a process holds when it ends. init() removes a set only if its initial
-// +1 failed, because nobody could ever take that lock.
+// +1 failed, because no process could ever take that lock.
 //
 // The guard of named locks is a CSemaphore that is also removed if its maker died before the
 // initial +1. The maker may only be slow, so the initial +1 and the first lock can come at any
@@ -43,9 +43,9 @@ const int MARK = 0100;  // a permission bit that the kernel keeps, and ignores, 
 // How often init() tries to create or open a set that others remove at the same time.
 const int ATTEMPTS = 100;
 
-// A maker takes microseconds to make its set free. After five seconds it is taken for dead. The
-// time is counted in pauses, because the wall clock can be set, and because the time for which this
-// process is stopped does not count.
+// A maker takes microseconds to make its set free. After five seconds the maker is presumed dead.
+// The time is counted in pauses: the wall clock can be set, and the time for which this process is
+// stopped must not count.
 const int PATIENCE = 500;  // pauses
 const struct timespec PAUSE = {0, 10 * 1000 * 1000};
 
@@ -57,7 +57,7 @@ int change(int semId, short by, short flags) {
     return semop(semId, &operation, 1);
 }
 
-// Sleeps for the whole pause, also if signals arrive.
+// Sleeps for the whole pause, even if signals arrive.
 void pauseOnce() {
     struct timespec left = PAUSE;
     while (nanosleep(&left, &left) == -1 && errno == EINTR) {
@@ -148,7 +148,7 @@ CSemaphore::Failure CSemaphore::awaitFirstUse() const {
             return {};
         }
     }
-    // A set that may not be looked at can be another user's, and its lock would wait forever.
+    // A set that we may not inspect can be another user's, and its lock would wait forever.
     if (errno != EIDRM && errno != EINVAL) return {NOT_OBTAINED, errno};
     return {};
 }

@@ -12,8 +12,8 @@
 //
 // An observer may remove its own receiver during the callback, and may throw. The bufferevent must
 // live until STATUS_FIFO_READ_EVENT returns: a Service on that function's stack records the removal
-// and frees the bufferevent when the callback returns. No exception reaches libevent, because
-// libevent would then consider its loop to be running for ever.
+// and frees the bufferevent when the callback returns. No exception reaches libevent: it would
+// leave libevent's loop marked as running.
 //
 // Tested by status_test.cc.
 

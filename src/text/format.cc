@@ -126,7 +126,7 @@ class Output {
     uint32_t skipped_;
 };
 
-// Emits a text that counts n characters in its field, of which the first `emitted` are output.
+// Emits the first `emitted` characters of a text, and pads as for a text of n characters.
 void emitText(Output& out, const Directive& directive, const char* text, uint32_t n,
               uint32_t emitted) {
     const long long padding = static_cast<long long>(directive.width) - n;
@@ -367,8 +367,8 @@ const char* nextPointer(Arguments& arguments) {
 // run() calls this before it converts a directive. False ends the run.
 typedef bool Check(const Directive& directive, Arguments& arguments);
 
-// Whether the platform's printf certainly renders the directive alike. Rare cases count as
-// different without a closer look: null, NUL, precisions, and what only one of the two knows.
+// Whether the platform's printf certainly renders the directive alike. False without a closer look
+// in rare cases: null, NUL, precisions, and directives that only one of the two knows.
 bool isCommon(const Directive& directive, Arguments& arguments) {
     if (directive.precision >= 0) return false;
     switch (directive.conversion) {

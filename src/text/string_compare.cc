@@ -35,8 +35,8 @@ int order(const String& a, const char* b) {
 
 }  // namespace
 
-// The platform's functions compare many characters at once: 200 equal ones take 10 ns, and 170 ns
-// in a loop of our own.
+// The platform's functions compare many characters at once: 200 equal ones take 10 ns, but 170 ns
+// in a plain loop.
 int stricmp(const char* a, const char* b) {
     return sign(strcasecmp_l(a, b, asciiOnly()));
 }

@@ -3,8 +3,8 @@
 // Searches in Strings, forwards and backwards, with and without case.
 //
 // Forward searches with case end at the text's first NUL (strchr, strstr). The others test each
-// position. With case they compare the wanted text up to its first NUL, without case both texts up
-// to their first NUL.
+// position. With case they compare the text to find up to its first NUL; without case they compare
+// both texts up to their first NULs.
 //
 // Tested by text_test.cc and the fuzz target string_search.
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Operations on a String that return false when out of memory. String's own operations report
-// nothing and keep the old text, which some callers would take for the new one.
+// nothing and keep the old text, which some callers would mistake for the new one.
 
 #ifndef VELUTILS_WHOLE_TEXT_INTERNAL_H
 #define VELUTILS_WHOLE_TEXT_INTERNAL_H
