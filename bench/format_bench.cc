@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Four formats as daemons use them. String::format renders them in one pass of the library's
+// Formats as daemons use them. String::format renders them in one pass of the library's
 // formatter. With std::string, measuring and rendering take two calls of snprintf.
 
 #include "side_by_side.h"
@@ -104,6 +104,19 @@ void compare(const char* format, fmt::format_string<const Values&...> fmtFormat,
 
 void registerFormat() {
     const char* const name = "interface";
+    sideBySide(
+        "snxprintf, a message of 100 chars", "snxprintf",
+        bySnxprintf("the carrier of %s was lost; its address and its routes stay configured "
+                    "for %d seconds",
+                    name, 120),
+        {{"snprintf", "0.8",
+          bySnprintf("the carrier of %s was lost; its address and its routes stay configured "
+                     "for %d seconds",
+                     name, 120)},
+         {"fmt::format_to_n", "0.8",
+          byFmt<const char*, int>("the carrier of {} was lost; its address and its routes "
+                                  "stay configured for {} seconds",
+                                  name, 120)}});
     compare<const char*, int>("%s-%d", "{}-{}", name, 1234);
     compare<unsigned>("%08x", "{:08x}", 0xbeefu);
     compare<unsigned long, unsigned long, unsigned long, unsigned long>(

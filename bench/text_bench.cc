@@ -5,6 +5,7 @@
 #include <velutils++/text.h>
 
 #include <ctype.h>
+#include <glib.h>
 #include <string.h>
 
 #include <algorithm>
@@ -22,6 +23,14 @@ std::string mixedText(size_t n) {
 std::string upper(std::string text) {
     for (char& ch : text) ch = static_cast<char>(toupper(ch));
     return text;
+}
+
+template <class Text>
+Body makeAndDestroy() {
+    return repeat([] {
+        Text text;
+        benchmark::DoNotOptimize(text);
+    });
 }
 
 template <class Text>
@@ -46,6 +55,80 @@ Body appendPieces(size_t n) {
         Text text;
         for (size_t i = 0; i < n; i += 8) text += hidden("piece 8 ");
         benchmark::DoNotOptimize(text);
+    });
+}
+
+template <class Text>
+Body appendCharacters(size_t n) {
+    return repeat([n] {
+        Text text;
+        for (size_t i = 0; i < n; ++i) text += hidden('x');
+        benchmark::DoNotOptimize(text);
+    });
+}
+
+Body appendCharactersToGString(size_t n) {
+    return repeat([n] {
+        GString* const text = g_string_new(nullptr);
+        for (size_t i = 0; i < n; ++i) g_string_append_c(text, hidden('x'));
+        benchmark::DoNotOptimize(text);
+        g_string_free(text, TRUE);
+    });
+}
+
+template <class Text>
+Body equal(size_t n) {
+    return repeat([a = Text(mixedText(n).c_str()), b = Text(mixedText(n).c_str())] {
+        benchmark::DoNotOptimize(*hidden(&a) == b);
+    });
+}
+
+String substringOf(const String& text) {
+    return text.substring(20, 40);
+}
+
+std::string substringOf(const std::string& text) {
+    return text.substr(20, 20);
+}
+
+template <class Text>
+Body substring(size_t n) {
+    return repeat([text = Text(mixedText(n).c_str())] {
+        const Text part = substringOf(*hidden(&text));
+        benchmark::DoNotOptimize(part);
+    });
+}
+
+void insertAndDelete(String& text) {
+    text.insert(30, "inserted");
+    text.deleteRegion(30, 38);
+}
+
+void insertAndDelete(std::string& text) {
+    text.insert(30, "inserted");
+    text.erase(30, 8);
+}
+
+// After the first round the text has the room.
+template <class Text>
+Body insertedAndDeleted(size_t n) {
+    return repeat([text = Text(mixedText(n).c_str())]() mutable {
+        insertAndDelete(*hidden(&text));
+        benchmark::DoNotOptimize(text);
+    });
+}
+
+// The wanted text is at the start. Its first letters occur all over the text.
+Body lastIndexOf(size_t n) {
+    return repeat(
+        [text = String(("carrier lost" + mixedText(n)).c_str()), wanted = String("carrier lost")] {
+            benchmark::DoNotOptimize(hidden(&text)->lastIndexOf(wanted));
+        });
+}
+
+Body lastIndexByGlib(size_t n) {
+    return repeat([text = "carrier lost" + mixedText(n), wanted = std::string("carrier lost")] {
+        benchmark::DoNotOptimize(g_strrstr(hidden(text.c_str()), wanted.c_str()));
     });
 }
 
@@ -94,6 +177,8 @@ Body strcasestrOfTheSame(size_t n) {
 }  // namespace
 
 void registerText() {
+    sideBySide("make and destroy an empty text", "String", makeAndDestroy<String>(),
+               {{"std::string", "4", makeAndDestroy<std::string>()}});
     sideBySide("copy and destroy, 20 chars", "String", copyAndDestroy<String>(20),
                {{"std::string", "0.15", copyAndDestroy<std::string>(20)}});
     sideBySide("copy and destroy, 200 chars", "String", copyAndDestroy<String>(200),
@@ -101,7 +186,20 @@ void registerText() {
     sideBySide("from text, 20 chars", "String", fromText<String>(20),
                {{"std::string", "1.0", fromText<std::string>(20)}});
     sideBySide("append pieces of 8 to 4 KiB", "String", appendPieces<String>(4096),
-               {{"std::string", "1.3", appendPieces<std::string>(4096)}});
+               {{"std::string", "1.2", appendPieces<std::string>(4096)}});
+    sideBySide("append 4096 characters one by one", "String", appendCharacters<String>(4096),
+               {{"std::string", "1.5", appendCharacters<std::string>(4096)},
+                {"GString", "1.5", appendCharactersToGString(4096)}});
+    sideBySide("compare equal texts, 20 chars", "String", equal<String>(20),
+               {{"std::string", "1.5", equal<std::string>(20)}});
+    sideBySide("compare equal texts, 200 chars", "String", equal<String>(200),
+               {{"std::string", "1.5", equal<std::string>(200)}});
+    sideBySide("substring of 20 in 60 chars", "String", substring<String>(60),
+               {{"std::string", "1.0", substring<std::string>(60)}});
+    sideBySide("insert and delete 8 in 60 chars", "String", insertedAndDeleted<String>(60),
+               {{"std::string", "1.0", insertedAndDeleted<std::string>(60)}});
+    sideBySide("lastIndexOf in 1 KiB", "String", lastIndexOf(1012),
+               {{"g_strrstr", "0.8", lastIndexByGlib(1012)}});
     sideBySide("toLowerCase and toUpperCase, 200 chars", "String", lowerAndUpper(200),
                {{"std::transform", "0.2", transformed(200)}});
     sideBySide("equalsIgnoreCase, 200 chars", "String", equalWithoutCase(200),
@@ -111,8 +209,7 @@ void registerText() {
 
     scaling("String copy and destroy, chars", "constant", 100, copyAndDestroy<String>);
     scaling("String from text, chars", "linear", 100, fromText<String>);
-    // After every 64 characters the text is copied to a new block.
-    scaling("String append of 8, chars in all", "quadratic", 800, appendPieces<String>);
+    scaling("String append of 8, chars in all", "linear", 8000, appendPieces<String>);
     scaling("String toLowerCase and toUpperCase, chars", "linear", 100, lowerAndUpper);
     scaling("String equalsIgnoreCase, chars", "linear", 100, equalWithoutCase);
     scaling("String indexOfIgnoreCase, chars", "linear", 100, indexWithoutCase);
