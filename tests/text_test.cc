@@ -155,9 +155,10 @@ TEST(String, ReadAccess) {
 #pragma GCC diagnostic ignored "-Wformat-overflow"
 #endif
 
-// What happens to the buffer: the String keeps it, takes a new one sized for the text, takes a copy
-// with the same capacity, or takes the shared empty one.
-enum Fate { STAYS, RESIZED, COPIED, EMPTIED };
+// What happens to the buffer: the String keeps it, takes a new one sized for the text, sizes its
+// own for the text, which may move it, takes a copy with the same capacity, or takes the shared
+// empty one.
+enum Fate { STAYS, RESIZED, GROWN, COPIED, EMPTIED };
 #define DO(action) [](String& s) { action; }
 #define EDIT(action) #action, DO(action)
 struct Edit {
@@ -170,6 +171,7 @@ struct Edit {
     Fate shared;
 };
 const std::string longText(3000, 'x'), positional = longText + "%1$s";
+const std::string fullText = longText + "abcdefg";  // without room to spare
 const Edit EDITS[] = {
     {EDIT(s = "xy"), "abc", 100, "xy", STAYS, RESIZED},
     {EDIT(s = ""), "abc", 100, "", STAYS, RESIZED},
@@ -179,6 +181,9 @@ const Edit EDITS[] = {
 
     {EDIT(s += "defg"), "abc", 0, "abcdefg", STAYS, RESIZED},
     {EDIT(s += 'h'), "abcdefg", 0, "abcdefgh", RESIZED, RESIZED},
+
+    {EDIT(s += 'h'), fullText, 0, fullText + 'h', GROWN, RESIZED},
+    {EDIT(s += s.buffer() + 3000), fullText, 0, fullText + "abcdefg", GROWN, RESIZED},
 
     {EDIT(s.replace('x', 'y')), "abc", 100, "abc", STAYS, COPIED},  // no match, yet copied
     {EDIT(s.toUpperCase()), "abc-\xc4yz@[`{\0q"s, 100, "ABC-\xc4YZ@[`{\0Q"s, STAYS, COPIED},
@@ -216,10 +221,13 @@ const Edit EDITS[] = {
 void checkFate(Fate fate, const String& s, const Buffer* old, long oldCapacity) {
     const Buffer* const now = bufferOf(s);
     const long sized = Buffer::NEAREST_VALID_STRING_LENGTH(s.length());
-    EXPECT_EQ(fate == STAYS, now == old);
+    const bool resized = fate == RESIZED || fate == GROWN;
+    if (fate != GROWN) {
+        EXPECT_EQ(fate == STAYS, now == old);
+    }
     EXPECT_EQ(fate == EMPTIED, now == Buffer::EMPTY());
-    EXPECT_EQ(fate == EMPTIED ? 0 : fate == RESIZED ? sized : oldCapacity, now->capacity());
-    if (fate == RESIZED || fate == COPIED) {
+    EXPECT_EQ(fate == EMPTIED ? 0 : resized ? sized : oldCapacity, now->capacity());
+    if (resized || fate == COPIED) {
         EXPECT_FALSE(now->hasMultipleReferers());
     }
 }
@@ -244,7 +252,7 @@ void checkEdit(const Edit& row, bool shared) {
         if (!failed) {
             EXPECT_EQ(row.after, textOf(s));
             checkFate(fate, s, old, capacity);
-            EXPECT_GE(n, fate == RESIZED || fate == COPIED ? 2 : 1);
+            EXPECT_GE(n, fate == STAYS || fate == EMPTIED ? 1 : 2);
             return;
         }
         EXPECT_EQ(old, bufferOf(s));

@@ -169,6 +169,7 @@ class VELUTILS_API String {
 
         char* text() { return reinterpret_cast<char*>(this + 1); }
         const char* text() const { return reinterpret_cast<const char*>(this + 1); }
+        VELUTILS_LOCAL bool isShared() const;
         VELUTILS_LOCAL void setLength(long length);
 
         // For the object behind EMPTY(), which is initialised at compile time.
@@ -374,11 +375,19 @@ class VELUTILS_API String {
     long size() const { return buffer_->length_; }
     const char* chars() const { return buffer_->text(); }
 
+    friend VELUTILS_API bool operator==(const String& a, const String& b);
+
+    struct Made {};
+    VELUTILS_LOCAL String(Made, StringBuffer* buffer);     // null makes the empty text
     VELUTILS_LOCAL bool mayWrite(long long length) const;  // in place, a text of this length
+    VELUTILS_LOCAL bool mayAppend(long n) const;           // in place, n characters
     VELUTILS_LOCAL void take(StringBuffer* buffer);        // null changes nothing
     VELUTILS_LOCAL void takeEmpty();
     VELUTILS_LOCAL bool unshare();  // keeps the capacity; false when out of memory
-    VELUTILS_LOCAL void putAt(long at, const char* p, long long n);  // p may lie in this text
+    VELUTILS_LOCAL void concatElsewhere(const char* p, long n);
+    VELUTILS_LOCAL String& concatElsewhere(char ch);
+    VELUTILS_LOCAL void assign(const char* p, long long n);     // p may lie in this text
+    VELUTILS_LOCAL void putAt(long at, const char* p, long n);  // at the start or the end
     VELUTILS_LOCAL void insertBytes(long position, const char* text, long long n);
     VELUTILS_LOCAL int32_t renderAt(long at, const char* format, va_list arguments);
 

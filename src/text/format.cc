@@ -15,6 +15,7 @@
 
 #include "decimal_pairs_internal.h"
 #include "format_internal.h"
+#include "short_runs_internal.h"
 
 namespace {
 
@@ -58,7 +59,7 @@ class Output {
     __attribute__((noinline)) void text(const char* p, uint32_t n) {
         const uint32_t skipped = skip(n);
         const uint32_t kept = keep(n - skipped);
-        if (buffer_ != nullptr) copy(buffer_ + stored_ - kept, p + skipped, kept);
+        if (buffer_ != nullptr) moveRun(buffer_ + stored_ - kept, p + skipped, kept);
     }
 
     void character(char ch) {
@@ -84,23 +85,6 @@ class Output {
     }
 
   private:
-    // Most runs are a few characters long. Copying them without a call takes 1 ns instead of 4.
-    static void copy(char* to, const char* from, uint32_t n) {
-        if (n > 16) {
-            memcpy(to, from, n);
-        } else if (n >= 8) {  // two halves, which may overlap
-            memcpy(to, from, 8);
-            memcpy(to + n - 8, from + n - 8, 8);
-        } else if (n >= 4) {
-            memcpy(to, from, 4);
-            memcpy(to + n - 4, from + n - 4, 4);
-        } else if (n > 0) {
-            to[0] = from[0];
-            to[n / 2] = from[n / 2];
-            to[n - 1] = from[n - 1];
-        }
-    }
-
     // Returns how many of the next n characters fall before the offset. Once the buffer is full,
     // the position stops advancing.
     uint32_t skip(uint32_t n) {

@@ -100,11 +100,11 @@ bool String::regionMatches(long offset, const String& other, long otherOffset, l
     return regionMatches(false, offset, other, otherOffset, count);
 }
 
-// Relations. Two Strings share a buffer if their characters have the same address.
+// Relations
 
 bool operator==(const String& a, const String& b) {
-    if (a.buffer() == b.buffer()) return true;
-    return a.length() == b.length() && strcmp(a.buffer(), b.buffer()) == 0;
+    if (a.buffer_ == b.buffer_) return true;
+    return a.size() == b.size() && strcmp(a.chars(), b.chars()) == 0;
 }
 
 bool operator!=(const String& a, const String& b) {

@@ -9,6 +9,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "short_runs_internal.h"
 #include "string_internal.h"
 
 namespace {
@@ -58,7 +59,7 @@ void String::trim() {
     const long n = end - first;
     if (n == 0) return takeEmpty();
     if (n == size()) return;
-    if (buffer_->hasMultipleReferers()) return take(buildBuffer(n, n, text + first));
+    if (buffer_->isShared()) return take(buildBuffer(n, n, text + first));
     memmove(buffer_->text(), text + first, static_cast<size_t>(n));
     buffer_->setLength(n);
 }
@@ -74,7 +75,7 @@ String& String::deleteRegion(long start, long end) {
     char* const text = buffer_->text();
     const long rest = size() - last;
     const long n = first + rest;
-    if (buffer_->hasMultipleReferers()) {
+    if (buffer_->isShared()) {
         take(buildBuffer(n, first, text, rest, text + last));
         return *this;
     }
@@ -110,7 +111,7 @@ void String::insertBytes(long position, const char* inserted, long long n) {
     memmove(gap + n, gap, static_cast<size_t>(old - position));
     // The inserted text may be part of this one. What follows the gap has just moved.
     const bool moved = inserted >= gap && inserted <= text + old;
-    memmove(gap, moved ? inserted + n : inserted, static_cast<size_t>(n));
+    moveRun(gap, moved ? inserted + n : inserted, static_cast<size_t>(n));
     buffer_->setLength(static_cast<long>(old + n));
 }
 
@@ -121,8 +122,10 @@ String String::substring(long start) const {
 
 String String::substring(long start, long end) const {
     const long first = start < 0 ? 0 : start;
-    if (first >= end || first >= size()) return String();
-    return String(chars(), first, end - first);
+    const long last = end > size() ? size() : end;
+    if (first >= last) return String();
+    const long n = static_cast<long>(strnlen(chars(), static_cast<size_t>(last))) - first;
+    return n < 1 ? String() : String(Made(), buildBuffer(n, n, chars() + first));
 }
 
 long String::toInteger() const {

@@ -36,6 +36,13 @@ void renderExactly(char* area, int32_t n, const char* format, va_list arguments)
 
 }  // namespace
 
+void String::putAt(long at, const char* p, long n) {
+    if (at == 0)
+        assign(p, n);
+    else
+        internalConcat(p, n);
+}
+
 // Replaces everything from `at` on with the output and returns its length. A length below 1 changes
 // nothing.
 int32_t String::renderAt(long at, const char* format, va_list arguments) {

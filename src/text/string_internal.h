@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// How the source files of String size and build buffers.
+// What the source files of String do with its buffer: test, size, build.
 
 #ifndef VELUTILS_STRING_INTERNAL_H
 #define VELUTILS_STRING_INTERNAL_H
@@ -11,6 +11,25 @@
 
 // The largest long on the router, and so the longest text on all platforms.
 const long long LONGEST_TEXT = INT32_MAX;
+
+inline bool String::StringBuffer::isShared() const {
+    // Acquire, so that another thread's reads of the text, before it dropped the buffer, precede
+    // our writes.
+    return __atomic_load_n(&referers_, __ATOMIC_ACQUIRE) > 1;
+}
+
+inline void String::StringBuffer::setLength(long length) {
+    text()[length] = '\0';
+    length_ = length;
+}
+
+inline bool String::mayWrite(long long length) const {
+    return !buffer_->isShared() && length <= buffer_->capacity_;
+}
+
+inline bool String::mayAppend(long n) const {
+    return !buffer_->isShared() && n <= buffer_->capacity_ - buffer_->length_;
+}
 
 inline long long lengthOf(const char* s) {
     return static_cast<long long>(strlen(s));

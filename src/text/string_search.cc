@@ -20,17 +20,7 @@ long distance(const char* text, const char* found) {
     return found == nullptr ? -1 : static_cast<long>(found - text);
 }
 
-// Tests whether a text occurs at a position. One object serves all positions of a search.
-class WithCase {
-  public:
-    explicit WithCase(const String& s) : text_(s.buffer()), length_(strlen(text_)) {}
-    bool operator()(const char* at) const { return memcmp(at, text_, length_) == 0; }
-
-  private:
-    const char* text_;
-    size_t length_;
-};
-
+// Tests whether a text occurs at a position without case. One object serves all positions.
 class WithoutCase {
   public:
     explicit WithoutCase(const String& s)
@@ -80,13 +70,6 @@ class Candidates {
     unsigned char first_;
     unsigned char last_;
 };
-
-template <class Occurs>
-long searchBackwards(const char* text, long last, const Occurs& occursAt) {
-    for (long i = last; i >= 0; --i)
-        if (occursAt(text + i)) return i;
-    return -1;
-}
 
 long smaller(long a, long b) {
     return a < b ? a : b;
@@ -149,7 +132,19 @@ long String::lastIndexOf(const String& s) const {
 }
 
 long String::lastIndexOf(const String& s, long from) const {
-    return searchBackwards(chars(), smaller(from, size() - s.size()), WithCase(s));
+    const char* const text = chars();
+    const size_t length = strlen(s.chars());
+    long i = smaller(from, size() - s.size());
+    if (length == 0) return i < 0 ? -1 : i;
+    for (; i >= 0; --i) {
+        if (text[i] != *s.chars()) {
+            const void* const found = memrchr(text, *s.chars(), static_cast<size_t>(i));
+            if (found == nullptr) return -1;
+            i = distance(text, static_cast<const char*>(found));
+        }
+        if (memcmp(text + i, s.chars(), length) == 0) return i;
+    }
+    return -1;
 }
 
 long String::lastIndexOfIgnoreCase(const String& s) const {
@@ -157,5 +152,8 @@ long String::lastIndexOfIgnoreCase(const String& s) const {
 }
 
 long String::lastIndexOfIgnoreCase(const String& s, long from) const {
-    return searchBackwards(chars(), smaller(from, size() - s.size()), WithoutCase(s));
+    const WithoutCase occursAt(s);
+    for (long i = smaller(from, size() - s.size()); i >= 0; --i)
+        if (occursAt(chars() + i)) return i;
+    return -1;
 }
