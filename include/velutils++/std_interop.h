@@ -7,7 +7,8 @@
  *     for (const auto& route : routes) std::cout << route.first << ' ' << route.second << '\n';
  *
  * Failures: when out of memory, std::string throws std::bad_alloc. Everything else returns the
- * empty value. Threads: as for the arguments.
+ * empty value. With -fno-exceptions, the standard library ends the process when std::string or
+ * valuesOf() is out of memory. Threads: as for the arguments.
  *
  * Header-only: the library exports nothing for it. C++ only. In C the header declares nothing.
  */
@@ -107,11 +108,15 @@ struct hash<String> {
 template <class Table>
 inline std::vector<void*> valuesOf(const Table& table) {
     std::vector<void*> values;
+#ifdef __cpp_exceptions
     try {
         values.resize(table.getNumberOfKeys());
     } catch (const std::exception&) {
         return values;
     }
+#else
+    values.resize(table.getNumberOfKeys());
+#endif
     table.getFirstNPointers(values.size(), values.data());
     return values;
 }
