@@ -105,15 +105,19 @@ Outcome readOptions(const char* command, const char* accepted, int argc, char** 
     }
 }
 
+void putUsage(const char* before, const Command& command) {
+    put({before, command.name, *command.usage != '\0' ? " " : "", command.usage, "\n"});
+}
+
 int showHelp(const Command& command) {
-    put({"Usage: velutils ", command.name, " ", command.usage, "\n\n", command.help});
+    putUsage("Usage: velutils ", command);
+    put({"\n", command.help});
     return DONE;
 }
 
 int showHelp(const Family& family) {
     put({"Usage: velutils ", family.name, " COMMAND ...\n\n", family.summary, "\n"});
-    for (int i = 0; i < family.commandCount; ++i)
-        put({"  ", family.commands[i].name, " ", family.commands[i].usage, "\n"});
+    for (int i = 0; i < family.commandCount; ++i) putUsage("  ", family.commands[i]);
     put({"\nMore: velutils ", family.name, " COMMAND --help\n"});
     return DONE;
 }
