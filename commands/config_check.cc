@@ -28,6 +28,11 @@ bool looksLikeComment(const Piece& piece) {
     return first > 0 && first < piece.text.size() && piece.text[first] == '#';
 }
 
+// Whether the value is "#", or begins with "#" and a blank. A color like #ff0000 is meant.
+bool isCommentOnly(const std::string& value) {
+    return value[0] == '#' && (value.size() == 1 || isBlank(value[1]));
+}
+
 // Whether a "#" follows a blank, and something precedes both.
 bool holdsComment(const std::string& value) {
     for (size_t i = 1; i < value.size(); ++i)
@@ -90,7 +95,9 @@ class Check {
         if (written != key)
             add(piece.line,
                 {"blanks inside a key vanish: ", quoted(written), " is read as ", quoted(key)});
-        if (holdsComment(valueOf(piece)))
+        if (isCommentOnly(valueOf(piece)))
+            add(piece.line, {"\"#\" in place of a value is the value: ", quoted(valueOf(piece))});
+        else if (holdsComment(valueOf(piece)))
             add(piece.line, {"\" #\" after a value is part of it: ", quoted(valueOf(piece))});
         const auto first = lines_.emplace(key, numberOf(piece.line));
         if (!first.second)
