@@ -20,17 +20,17 @@ bool isDigit(char ch) {
 }  // namespace
 
 bool parseSeconds(const char* text, int64_t* nanoseconds) {
-    if (!isDigit(*text)) return false;
+    bool hasDigits = isDigit(*text);
     int64_t seconds = 0;
     for (; isDigit(*text); ++text) seconds = std::min(seconds * 10 + (*text - '0'), LONGEST);
     int64_t fraction = 0;
     if (*text == '.') {
-        if (!isDigit(*++text)) return false;
+        hasDigits = isDigit(*++text) || hasDigits;
         for (int64_t unit = SECOND / 10; isDigit(*text); ++text, unit /= 10)
             fraction += (*text - '0') * unit;
     }
     *nanoseconds = seconds * SECOND + fraction;
-    return *text == '\0';
+    return hasDigits && *text == '\0';
 }
 
 int64_t Deadline::now() {

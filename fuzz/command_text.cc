@@ -107,7 +107,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const Grammar number("^[+-]?[0-9]+(\\.[0-9]+)?([eE][+-]?[0-9]+)?\n?$");
     REQUIRE(isNumber(bytes) == number.describes(bytes));
 
-    static const Grammar seconds("^[0-9]+(\\.[0-9]+)?$");
+    static const Grammar seconds("^([0-9]+\\.?[0-9]*|\\.[0-9]+)$");
     const std::string word = bytes.c_str();
     int64_t nanoseconds = 0;
     const bool isTime = parseSeconds(word.c_str(), &nanoseconds);
