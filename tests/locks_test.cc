@@ -187,8 +187,8 @@ class RecursiveSemaphoreTest : public LockTest {
     static int inChild(int (Mutex::*operation)()) {
         return Process([=] { return (Mutex(NAME).*operation)(); }).result();
     }
-    // The mutex can be opened, and is recursive, shared and free. The object of this process leaves
-    // nothing behind.
+    // The mutex can be opened, and is recursive, shared and free. Its user leaves nothing behind
+    // but the object, which is finished.
     void expectWorking() {
         const int descriptors = openDescriptors();
         {
@@ -203,6 +203,10 @@ class RecursiveSemaphoreTest : public LockTest {
             EXPECT_EQ(0, inChild(&Mutex::trylock));  // the child ends and holds it
         }
         EXPECT_EQ(EBUSY, tryOnce());
+        struct stat status;
+        ASSERT_EQ(0, stat(OBJECT, &status));
+        EXPECT_EQ(S_IFREG | 0600u, status.st_mode);
+        EXPECT_EQ(sizeof(pthread_mutex_t), contentOf(OBJECT).size());
         EXPECT_EQ(0, shm_unlink(NAME));
         EXPECT_EQ(1, value());
         EXPECT_EQ(descriptors, openDescriptors());
@@ -212,17 +216,6 @@ class RecursiveSemaphoreTest : public LockTest {
 
 std::string failed(const char* what, int error) {
     return std::string("3recursive-semaphore: ") + what + " - errno=" + strerror(error);
-}
-
-TEST_F(RecursiveSemaphoreTest, TheObject) {
-    EXPECT_EQ(0, tryOnce());
-    expectLog({CREATED});
-    struct stat status;
-    ASSERT_EQ(0, stat(OBJECT, &status));
-    EXPECT_EQ(S_IFREG | 0600u, status.st_mode);
-    EXPECT_EQ(sizeof(pthread_mutex_t), contentOf(OBJECT).size());
-    expectWorking();
-    expectLog({});
 }
 
 TEST_F(RecursiveSemaphoreTest, ManyProcessesCreateOneName) {
@@ -244,9 +237,9 @@ TEST_F(RecursiveSemaphoreTest, ManyProcessesCreateOneName) {
 }
 
 // The mode does not matter. Unfinished objects are in ACreatorMayDieAtAnyCall.
-TEST_F(RecursiveSemaphoreTest, AFoundObjectIsUsedAsItIsIfItHasTheRightSize) {
+TEST_F(RecursiveSemaphoreTest, AFoundObjectIsLeftAsItIsAndUsedIfItHasTheRightSize) {
     const size_t size = sizeof(pthread_mutex_t);
-    for (const size_t found : {size - 1, size, size + 1}) {
+    for (const size_t found : {size - 1, size + 1, size}) {
         const std::string zeros(found, '\0');
         writeFile(OBJECT, zeros);
         EXPECT_EQ(0, chmod(OBJECT, 0777));
@@ -258,16 +251,12 @@ TEST_F(RecursiveSemaphoreTest, AFoundObjectIsUsedAsItIsIfItHasTheRightSize) {
         EXPECT_EQ(zeros, contentOf(OBJECT));
     }
     expectLog({});
-}
-
-TEST_F(RecursiveSemaphoreTest, AFoundObjectIsNotRemovedAfterAFailure) {
-    EXPECT_EQ(0, tryOnce());
     for (const char* call : {"fstat", "mmap"}) {
         Failure failure(call, ENOMEM);
         EXPECT_EQ(-1, tryOnce());
+        expectLog({failed("mmap failed", ENOMEM)});
         EXPECT_TRUE(exists(OBJECT));
     }
-    expectLog({CREATED, failed("mmap failed", ENOMEM), failed("mmap failed", ENOMEM)});
 }
 
 // The owner of an object could change it at any moment. A FIFO is no memory.
@@ -518,12 +507,8 @@ TEST_F(RecursiveSemaphoreTest, PlainFunctions) {
     sem_release(withoutLock[2]);
 }
 
-class ScopedLockTest : public RecursiveSemaphoreTest {
-  protected:
-    Mutex lock{NAME};
-};
-
-TEST_F(ScopedLockTest, HoldsTheLockForAScope) {
+TEST_F(RecursiveSemaphoreTest, AScopedLockIsHeldForAScope) {
+    Mutex lock(NAME);
     {
         const ScopedLock<Mutex> guard(lock);
         const ScopedLock<Mutex> again(lock, TRY_LOCK);
@@ -535,7 +520,8 @@ TEST_F(ScopedLockTest, HoldsTheLockForAScope) {
     EXPECT_EQ(EBUSY, ScopedLock<Mutex>(lock, TRY_LOCK).result());
 }
 
-TEST_F(ScopedLockTest, UnlocksOnce) {
+TEST_F(RecursiveSemaphoreTest, AScopedLockUnlocksOnce) {
+    Mutex lock(NAME);
     EXPECT_EQ(0, lock.lock());
     {
         ScopedLock<Mutex> guard(lock);
@@ -551,10 +537,9 @@ TEST_F(ScopedLockTest, UnlocksOnce) {
     EXPECT_FALSE(guard);
 }
 
-TEST_F(ScopedLockTest, DoesNotUnlockWhatItDidNotGet) {
-    CSemaphore uninitialised("/", 1);
-    EXPECT_FALSE(ScopedLock<CSemaphore>(uninitialised).held());
-    expectLog({CREATED, "3CSemaphore::lock() - invalid semId!"});
+TEST_F(SemaphoreTest, AScopedLockDoesNotUnlockWhatItDidNotGet) {
+    EXPECT_FALSE(ScopedLock<CSemaphore>(lock).held());
+    expectLog({"3CSemaphore::lock() - invalid semId!"});
 }
 
 }  // namespace

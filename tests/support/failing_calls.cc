@@ -61,8 +61,6 @@ CALL("pthread_mutex_init", pthread_mutex_init, error, int, (void* mutex, const v
 CALL("fstat", fstat, MINUS_ONE, int, (int fd, void* status), (fd, status))
 CALL("fstat", fstat64, MINUS_ONE, int, (int fd, void* status), (fd, status))
 CALL("fstat", __fstat64_time64, MINUS_ONE, int, (int fd, void* status), (fd, status))
-CALL("stat", stat, MINUS_ONE, int, (const char* path, void* status), (path, status))
-CALL("stat", stat64, MINUS_ONE, int, (const char* path, void* status), (path, status))
 CALL("lstat", lstat64, MINUS_ONE, int, (const char* path, void* status), (path, status))
 CALL("statx", statx, MINUS_ONE, int, (int fd, const char* path, int flags, unsigned mask, void* out),
      (fd, path, flags, mask, out))
