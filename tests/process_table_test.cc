@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "tests/support/allocations.h"
+#include "tests/support/descriptor_check.h"
 #include "tests/support/failing_calls.h"
 #include "tests/support/files.h"
 #include "tests/support/processes.h"
@@ -28,8 +29,6 @@ typedef std::vector<std::string> Strings;
 
 class ProcessTable : public testing::Test {
   protected:
-    ~ProcessTable() override { EXPECT_EQ(descriptors, openDescriptors()); }
-
     std::string nameOf(int pid) {
         ProcessEntry* const entry = table.getProcessEntryByPid(pid);
         return entry != nullptr ? entry->getName() : "(none)";
@@ -43,7 +42,7 @@ class ProcessTable : public testing::Test {
         return found;
     }
 
-    const int descriptors = openDescriptors();
+    DescriptorCheck descriptors;
     ProcessControl table;
 };
 

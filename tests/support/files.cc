@@ -2,8 +2,6 @@
 
 #include "tests/support/files.h"
 
-#include <sys/resource.h>
-
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -28,20 +26,4 @@ bool exists(const std::string& path) {
 int openDescriptors() {
     const std::filesystem::directory_iterator descriptors("/proc/self/fd");
     return static_cast<int>(std::distance(begin(descriptors), end(descriptors)));
-}
-
-// A limit of 0 refuses every new descriptor and leaves the open ones alone.
-DescriptorsExhausted::DescriptorsExhausted() {
-    struct rlimit limit;
-    getrlimit(RLIMIT_NOFILE, &limit);
-    oldLimit_ = static_cast<unsigned long>(limit.rlim_cur);
-    limit.rlim_cur = 0;
-    setrlimit(RLIMIT_NOFILE, &limit);
-}
-
-DescriptorsExhausted::~DescriptorsExhausted() {
-    struct rlimit limit;
-    getrlimit(RLIMIT_NOFILE, &limit);
-    limit.rlim_cur = oldLimit_;
-    setrlimit(RLIMIT_NOFILE, &limit);
 }

@@ -5,6 +5,8 @@
 #ifndef VELUTILS_TESTS_FILES_H
 #define VELUTILS_TESTS_FILES_H
 
+#include <sys/resource.h>
+
 #include <string>
 
 // Returns the whole content, or "(unreadable)" if the file cannot be opened.
@@ -15,14 +17,18 @@ bool exists(const std::string& path);
 // Returns how many descriptors this process has open.
 int openDescriptors();
 
-// Fills the descriptor table for as long as it lives: every open, socket and the like fails.
+// While it lives, opening a descriptor fails. A limit of 0 does not affect the open ones.
 class DescriptorsExhausted {
   public:
-    DescriptorsExhausted();
-    ~DescriptorsExhausted();
+    DescriptorsExhausted() {
+        getrlimit(RLIMIT_NOFILE, &old_);
+        const struct rlimit none = {0, old_.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~DescriptorsExhausted() { setrlimit(RLIMIT_NOFILE, &old_); }
 
   private:
-    unsigned long oldLimit_;
+    struct rlimit old_;
 };
 
 #endif
