@@ -109,7 +109,7 @@ void insertAndDelete(std::string& text) {
     text.erase(30, 8);
 }
 
-// After the first round the text has the room.
+// After the first round the text has enough room.
 template <class Text>
 Body insertedAndDeleted(size_t n) {
     return repeat([text = Text(mixedText(n).c_str())]() mutable {
@@ -118,7 +118,7 @@ Body insertedAndDeleted(size_t n) {
     });
 }
 
-// The wanted text is at the start. Its first letters occur all over the text.
+// The text to find is at the start. Its first letters occur all over the text.
 Body lastIndexOf(size_t n) {
     return repeat(
         [text = String(("carrier lost" + mixedText(n)).c_str()), wanted = String("carrier lost")] {

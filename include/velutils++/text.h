@@ -20,7 +20,7 @@
 #ifdef __cplusplus
 #include <type_traits>
 
-/* On overloads that keep the meaning of old programs; see EnableForNumber. */
+/* Marks overloads that keep the meaning of old programs; see EnableForNumber. */
 #define VELUTILS_NUMBER_AS_TEXT \
     __attribute__((deprecated("a number becomes one character: use String::stringOf()")))
 
@@ -35,7 +35,8 @@ extern "C" {
  *   c       int, its low byte   s         const char*          n   int*, see below
  *   %%      one %
  *
- * h takes the low 16 bits of an int, and l takes a long. A second length letter is not read as one.
+ * h takes the low 16 bits of an int, and l takes a long. A second length letter is read as the
+ * conversion letter.
  *
  * Differences from printf(3):
  *
@@ -53,17 +54,17 @@ extern "C" {
  *   - The flag # puts its 0 in front of the zeros of a precision: "%#.3o" of 8 is 0010.
  *   - A precision of 0 still emits the 0 of an integer: "%.0d" of 0 is 0. It cuts the character of
  *     %c. %c of NUL emits its padding only.
- *   - %p is a number with 0x, also for a null pointer: 0x0. %s of a null pointer is (null).
- *   - %n stores how many characters were produced so far. Those before the offset count; those that
- *     a full buffer has cut off do not. It stores an int, or a short with h, also if the output is
- *     only measured. With l it stores 32 bits, too: in a 64-bit long this is the low half on a
- *     little-endian processor and the high half on a big-endian one. So use %n with an int.
+ *   - %p is a number with 0x, even for a null pointer: 0x0. %s of a null pointer is (null).
+ *   - %n stores how many characters were produced so far, including those before the offset, but
+ *     not those that a full buffer has cut off. It stores an int, or a short with h, even if the
+ *     output is only measured. With l it stores 32 bits, too: in a 64-bit long this is the low half
+ *     on a little-endian processor and the high half on a big-endian one. So use %n with an int.
  *   - A format that ends inside a directive ends there, and the directive emits nothing.
- *   - Widths and precisions above 2147483647 count as 2147483647.
+ *   - Widths and precisions above 2147483647 become 2147483647.
  *
  * The formatter does not allocate, has no state and has no errors but those stated. It does not
- * check the arguments. With -Wformat (part of -Wall) the compiler compares them with the format, as
- * for printf(3). Threads: any number at once, each with its own buffer.
+ * check the arguments. With -Wformat (part of -Wall) the compiler checks them against the format,
+ * as for printf(3). Threads: any number at once, each with its own buffer.
  *
  * REQUIRES: the format is not null. */
 
@@ -172,7 +173,7 @@ class VELUTILS_API String {
         VELUTILS_LOCAL bool isShared() const;
         VELUTILS_LOCAL void setLength(long length);
 
-        // For the object behind EMPTY(), which is initialised at compile time.
+        // For the object that EMPTY() returns, which is initialised at compile time.
         struct EmptyText;
         struct Constant {};
         constexpr explicit StringBuffer(Constant) : referers_(1), capacity_(0), length_(0) {}
@@ -220,7 +221,7 @@ class VELUTILS_API String {
     String& concat(const String& other);
     // Appends exactly n bytes, NULs included. p may point into this text.
     String& concat(const char* p, long n);
-    // Appends a text. It may be this one or lie in it.
+    // Appends a text, which may be this one or point into it.
     String& operator+=(const String& other);
     String& operator+=(const char* s);
     // Appends one character. NUL appends nothing.
@@ -248,7 +249,7 @@ class VELUTILS_API String {
     // Both are limited to the text. No NUL is written. If dst is null, returns 0.
     long getChars(long begin, long end, char* dst) const;
 
-    // Makes a String of the value. A number becomes decimal digits, and the other arguments are
+    // Makes a String from the value. A number becomes decimal digits, and the other arguments are
     // those of the constructors.
     static String stringOf(bool b);  // "true" or "false"
     static String stringOf(char ch);
@@ -272,8 +273,8 @@ class VELUTILS_API String {
     // (for more than 2147483647 characters), the text becomes empty, or nothing is appended.
     //
     // The format and arguments may point into this text. An output that fits into an unshared
-    // buffer takes no memory, unless it has 2048 characters or more and one of them points into
-    // this text or a directive is unknown to the formatter.
+    // buffer takes no memory. The exception is an output of 2048 characters or more, if the format
+    // or an argument points into this text or if the formatter does not know a directive.
     //
     // The format must be a literal of the program, never data: a format from outside can read and
     // write the program's memory.
@@ -346,8 +347,8 @@ class VELUTILS_API String {
     String& deleteRegion(long start);
     String& deleteRegion(long start, long end);
 
-    // Inserts a text before position, which may be length(). The text may be this one or lie in it.
-    // A position below 0 or above length() changes nothing.
+    // Inserts a text before position, which may be length(). The text may be this one or point into
+    // it. A position below 0 or above length() changes nothing.
     String& insert(long position, const String& text);
     String& insert(long position, const char* text);
     // Inserts one character before position. NUL, and a position below 0 or above length(), change
@@ -371,7 +372,7 @@ class VELUTILS_API String {
     long toInteger() const;
 
   private:
-    // What members use for length() and buffer(): a call of either costs 1 ns.
+    // Members use these instead of length() and buffer(), whose calls cost 1 ns each.
     long size() const { return buffer_->length_; }
     const char* chars() const { return buffer_->text(); }
 
@@ -386,7 +387,7 @@ class VELUTILS_API String {
     VELUTILS_LOCAL bool unshare();  // keeps the capacity; false when out of memory
     VELUTILS_LOCAL void concatElsewhere(const char* p, long n);
     VELUTILS_LOCAL String& concatElsewhere(char ch);
-    VELUTILS_LOCAL void assign(const char* p, long long n);     // p may lie in this text
+    VELUTILS_LOCAL void assign(const char* p, long long n);     // p may point into the text
     VELUTILS_LOCAL void putAt(long at, const char* p, long n);  // at the start or the end
     VELUTILS_LOCAL void insertBytes(long position, const char* text, long long n);
     VELUTILS_LOCAL int32_t renderAt(long at, const char* format, va_list arguments);
@@ -400,8 +401,8 @@ VELUTILS_API String operator+(const String& a, const char* b);
 VELUTILS_API String operator+(const char* a, const String& b);
 VELUTILS_API String operator+(const String& a, char b);
 VELUTILS_API String operator+(char a, const String& b);
-// The number is one character, as in String's constructor. Text is String itself: were it converted
-// to, enumerators could no longer be added to numbers.
+// The number is one character, as in String's constructor. Text must be String itself: with
+// conversions to String, adding an enumerator to a number would be ambiguous.
 template <class Text, class Number, class = EnableForNumber<Number>>
 VELUTILS_NUMBER_AS_TEXT inline
     typename std::enable_if<std::is_same<Text, String>::value, String>::type

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A short run is moved without a call of the C library: 1 ns instead of 4.
+// Moves short runs without a call of the C library: 1 ns instead of 4.
 //
 // Tested by text_test.cc and format_test.cc.
 

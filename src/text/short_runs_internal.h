@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Moving runs of characters, most of which are short.
+// Moves runs of characters. Most runs are short.
 
 #ifndef VELUTILS_SHORT_RUNS_INTERNAL_H
 #define VELUTILS_SHORT_RUNS_INTERNAL_H

@@ -4,8 +4,8 @@
 //
 // An operation that changes a String writes in place only if the buffer is not shared and the
 // result fits. Otherwise it builds the whole new buffer first and then releases the old one, so its
-// source may lie in the old buffer, and an allocation that fails changes nothing. Only appending to
-// a long text reallocates the buffer, if nobody shares it.
+// source may be part of the old buffer, and an allocation that fails changes nothing. Only
+// appending to a long text reallocates its buffer, if the buffer is not shared.
 //
 // Tested by text_test.cc.
 
@@ -31,17 +31,16 @@ typedef String::StringBuffer Buffer;
 
 namespace {
 
-// From this length on, a text that grows is reallocated. The heap mostly extends its block where it
-// is, so its time grows with the text and not with the square. A shorter one is faster in a new
-// block.
+// From this length on, appending reallocates the buffer. The heap mostly extends the block in
+// place, so appending takes linear and not quadratic time. A shorter text is faster in a new block.
 const long LONG_TEXT = 128;
 
 size_t blockSize(long capacity) {
     return sizeof(Buffer) + static_cast<size_t>(capacity) + 1;
 }
 
-// The analyzer does not know that the empty buffer, which is no block of the heap, is always
-// shared.
+// The analyzer warns because it does not know that the empty buffer, which is not on the heap, is
+// always shared.
 Buffer* reallocated(void* buffer, long capacity) {
     return static_cast<Buffer*>(realloc(buffer, blockSize(capacity)));  // NOLINT(*-unix.Malloc)
 }
@@ -139,7 +138,8 @@ void Buffer::drop() {
 
 // Switching buffers
 
-// Not inlined: that would add 600 bytes on the router and save nothing beside an allocation.
+// Not inlined: that would add 600 bytes on the router, and a call costs little beside an
+// allocation.
 __attribute__((noinline)) void String::take(StringBuffer* buffer) {
     if (buffer == nullptr) return;
     buffer_->drop();
@@ -240,7 +240,8 @@ String& String::operator=(char ch) {
 
 // Appending
 
-// The appending operations do no more than append in place, without keeping registers for the rest.
+// The appending operations only append in place. The rest is in functions of its own, so that the
+// short case need not save registers.
 
 void String::internalConcat(const char* p, long n) {
     if (n > LONGEST_TEXT) return;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What the source files of String do with its buffer: test, size, build.
+// How the source files of String check, size and build buffers.
 
 #ifndef VELUTILS_STRING_INTERNAL_H
 #define VELUTILS_STRING_INTERNAL_H
