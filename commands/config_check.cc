@@ -28,7 +28,7 @@ bool looksLikeComment(const Piece& piece) {
     return first > 0 && first < piece.text.size() && piece.text[first] == '#';
 }
 
-// Whether the value is "#", or begins with "#" and a blank. A color like #ff0000 is meant.
+// Whether the value is "#", or begins with "#" and a blank. A color such as #ff0000 is a value.
 bool isCommentOnly(const std::string& value) {
     return value[0] == '#' && (value.size() == 1 || isBlank(value[1]));
 }

@@ -7,8 +7,8 @@
 
 #include <stdint.h>
 
-// Reads a number of seconds: decimal digits, one at least, and optionally a point before, between
-// or after them. False for any other text. A longer time than 30 years becomes 30 years.
+// Reads a number of seconds: at least one decimal digit, and optionally a point before, between or
+// after the digits. False for any other text. A longer time than 30 years becomes 30 years.
 bool parseSeconds(const char* text, int64_t* nanoseconds);
 
 // A moment, or never.
