@@ -14,18 +14,21 @@ class Counter : public Base {
   public:
     void hash(const unsigned char* data, unsigned long length) override {
         ++calls;
-        Base::hash(data, length);
+        Base::hash(data, broken ? 0 : length);
     }
     int calls = 0;
+    bool broken = false;
 };
 
-TEST(DigestWithoutTypeInformation, CallsItsOwnOperations) {
+TEST(DigestWithoutTypeInformation, TheSelfTestCallsItsOperations) {
     Counter<Md5HashContext> md5;
     EXPECT_EQ(0, md5.test());
     EXPECT_EQ(3, md5.calls);
     Counter<Sha1HashContext> sha1;
     EXPECT_EQ(0, sha1.test());
     EXPECT_EQ(1 + 53 + 1, sha1.calls);
+    md5.broken = true;
+    EXPECT_EQ(-1, md5.test());
 }
 
 }  // namespace

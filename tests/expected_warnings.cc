@@ -47,12 +47,6 @@ void texts(String s, const String& other, const char* none) {
     s.insert(0, 'c').insert(0, "x").insert(0, s).concat("x", 1);
 }
 
-// Nor do sums of enumerators.
-int sums(int n) {
-    enum { HEADER = 8, PAYLOAD = 16 };
-    return HEADER + PAYLOAD + n + RED + HEADER * n;
-}
-
 // Every integer type has an overload of stringOf() on every platform.
 String digits(const std::vector<int>& v, short s, unsigned char byte, int32_t wide, uint32_t u) {
     return String::stringOf(v.size()) + String::stringOf(wide + 1) + String::stringOf(u) +

@@ -74,11 +74,10 @@ TEST(IpAddressValue, IsReadAsWordsAndCopied) {
 
 TEST(IpAddressValue, OperationsForIpv6DoNothing) {
     IpAddress ip(1, 0xFF000000);
-    unsigned char bytes[] = "sixteen and more";
+    unsigned char* const bytes = nullptr;
     EXPECT_EQ(bytes, ip.getV6IpAddrAsBinaryString(bytes));
     EXPECT_EQ(bytes, ip.getV6NetAddrAsBinaryString(bytes));
     EXPECT_EQ(bytes, ip.getV6NetMaskAsBinaryString(bytes));
-    EXPECT_STREQ("sixteen and more", reinterpret_cast<char*>(bytes));
     EXPECT_EQ(-1, ip.setV6IpAddrAsBinaryString(bytes));
     EXPECT_EQ(-1, ip.setV6NetMaskAsBinaryString(bytes));
     EXPECT_FALSE(IpAddress::s_isV6MaskValid("ffff::", 16));

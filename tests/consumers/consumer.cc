@@ -5,19 +5,7 @@
 
 #include <velutils++/configuration.h>
 #include <velutils++/conversions.h>
-#include <velutils++/digests.h>
-#include <velutils++/echo_client.h>
-#include <velutils++/echo_probe.h>
-#include <velutils++/hash_tables.h>
 #include <velutils++/interface_control.h>
-#include <velutils++/ip_address.h>
-#include <velutils++/line_receiver.h>
-#include <velutils++/locks.h>
-#include <velutils++/process_table.h>
-#include <velutils++/scoped_lock.h>
-#include <velutils++/status.h>
-#include <velutils++/status_publisher.h>
-#include <velutils++/std_interop.h>
 #include <velutils++/text.h>
 
 #include <stdio.h>
