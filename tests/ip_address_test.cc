@@ -10,7 +10,6 @@
 
 #include <string>
 
-#include "tests/support/allocations.h"
 #include "tests/support/strings.h"
 
 namespace {
@@ -82,12 +81,6 @@ TEST(IpAddressValue, OperationsForIpv6DoNothing) {
     EXPECT_EQ(-1, ip.setV6NetMaskAsBinaryString(bytes));
     EXPECT_FALSE(IpAddress::s_isV6MaskValid("ffff::", 16));
     EXPECT_TRUE(ip == IpAddress(1, 0xFF000000));
-}
-
-TEST(IpAddressText, WithPrefixIsEmptyWhenOutOfMemory) {
-    const IpAddress ip("192.0.2.1/24");
-    const allocations::Refusal refusal(1);
-    EXPECT_EQ("", bytesOf(addressWithPrefix(ip)));
 }
 
 TEST(IpAddressText, NumbersAtAPosition) {
