@@ -69,18 +69,13 @@ int openToRead(const char* path, struct stat* status) {
 // A text that takes linear time to append to. String itself grows by a fixed step.
 class GrowingText {
   public:
-    explicit GrowingText(long room) : room_(room) {
-        if (room > 0) text_ = String("", room);
+    explicit GrowingText(long room) : room_(0) {
+        if (room > 0) makeRoom(room);
     }
 
-    // If there is no memory for twice the length, there may be enough for the length itself.
     bool append(const char* p, size_t n) {
         const long long length = text_.length() + static_cast<long long>(n);
-        if (length > room_) {
-            room_ = static_cast<long>(std::min<long long>(2 * length, INT32_MAX));
-            moveAll(text_, room_);
-        }
-        return appendAll(text_, p, n);
+        return (length <= room_ || grow(length)) && appendAll(text_, p, n);
     }
 
     // Returns the text in a buffer of the usual size, if there is memory for one.
@@ -91,6 +86,21 @@ class GrowingText {
     }
 
   private:
+    bool makeRoom(long long wanted) {
+        const long room = static_cast<long>(std::min<long long>(wanted, INT32_MAX));
+        if (!moveAll(text_, room)) return false;
+        room_ = room;
+        return true;
+    }
+
+    // If there is no memory for twice the length, there may be for less. Every step is in
+    // proportion to the length.
+    bool grow(long long length) {
+        for (long long spare = length; spare > length / 16; spare /= 2)
+            if (makeRoom(length + spare)) return true;
+        return false;
+    }
+
     String text_;
     long room_;
 };

@@ -20,10 +20,10 @@ inline bool appendAll(String& text, const char* p, size_t n) {
 }
 
 // Moves a text without NULs to a buffer with room for `room` characters, or for the text if that is
-// longer. For an empty text it always returns true.
+// longer.
 inline bool moveAll(String& text, long room) {
     const String moved(text.buffer(), room);
-    if (moved.length() != text.length()) return false;
+    if (moved.buffer() == String::EMPTY().buffer()) return false;
     text = moved;
     return true;
 }
