@@ -348,12 +348,13 @@ const char* nextPointer(Arguments& arguments) {
     return pointer;
 }
 
-// run() calls this before it converts a directive. False ends the run.
-typedef bool Check(const Directive& directive, Arguments& arguments);
+// run() calls this before it converts a directive, which `rest` follows in the format. False ends
+// the run.
+typedef bool Check(const Directive& directive, const char* rest, Arguments& arguments);
 
 // Whether the platform's printf certainly renders the directive alike. False without a closer look
 // in rare cases: null, NUL, precisions, and directives that only one of the two knows.
-bool isCommon(const Directive& directive, Arguments& arguments) {
+bool isCommon(const Directive& directive, const char*, Arguments& arguments) {
     if (directive.precision >= 0) return false;
     switch (directive.conversion) {
         case 'd':
@@ -370,13 +371,23 @@ bool isCommon(const Directive& directive, Arguments& arguments) {
     }
 }
 
+// Whether only the platform's printf knows the directive, as a number: "%f" or "%lld".
+bool isNumber(const Directive& directive, const char* rest) {
+    char letter = directive.conversion;
+    while (letter != '\0' && strchr("hljztLq", letter) != nullptr) letter = *rest++;
+    return letter != '\0' && strchr("diuoxXfFeEgGaA", letter) != nullptr;
+}
+
 // Sets arguments.watched->isArgument if the platform's printf may access that memory.
-bool noteOverlap(const Directive& directive, Arguments& arguments) {
+bool noteOverlap(const Directive& directive, const char* rest, Arguments& arguments) {
     TextRange& text = *arguments.watched;
     if (directive.conversion == '\0' || strchr("diuoxXpc%", directive.conversion) != nullptr)
         return true;
     if (directive.conversion != 's' && directive.conversion != 'n') {
-        text.isArgument = true;  // possibly, as in "%1$s"
+        if (isNumber(directive, rest))
+            text = {nullptr, SIZE_MAX, text.isArgument};  // the next pointer may be any
+        else
+            text.isArgument = true;  // possibly, as in "%1$s"
         return true;
     }
     const uintptr_t pointer = reinterpret_cast<uintptr_t>(nextPointer(arguments));
@@ -401,7 +412,7 @@ bool run(Output& out, const char* format, Arguments& arguments, Check* check = n
             continue;
         }
         const Directive directive = readDirective(&format, arguments);
-        if (check != nullptr && !check(directive, arguments)) return false;
+        if (check != nullptr && !check(directive, format, arguments)) return false;
         if (directive.conversion == '\0') return true;
         convert(out, directive, arguments);
     }

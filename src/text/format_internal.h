@@ -16,8 +16,9 @@ struct TextRange {
     bool isArgument;
 };
 
-// As vstrlenf. Also sets text->isArgument if a text or %n argument points into the range, or if the
-// format has a directive that the formatter does not know, whose argument it cannot check.
+// As vstrlenf. Also sets text->isArgument if a text or %n argument points into the range, or if it
+// cannot check that argument: it does not know the directive, or read a number before it otherwise
+// than the platform does. May change the range.
 int32_t measureFormatted(const char* format, va_list arguments, TextRange* text);
 
 // As vsnxprintf, for an output that the platform's vsnprintf renders alike. Returns false, with
