@@ -134,6 +134,8 @@ class VELUTILS_API CSemaphore {
 //
 // Only objects of the effective user are used. A guard that another user made or owns, and an
 // object that another user owns or that is no regular file, are refused, logged and left in place.
+// The log names EPERM, or the error of shm_open(3) for what cannot be opened, such as a directory
+// (EINVAL), a socket (ENXIO) or a link (ELOOP).
 // The permissions of an object do not matter and can be changed at any time. Its sticky bit marks
 // it as unfinished. Never set it: the next process would set up the mutex again while it is held.
 // If the guard is removed before a process has taken it, the process makes it again without a

@@ -114,10 +114,10 @@ class VELUTILS_API StatusInterface {
     bool setLink(const String& name, const String& target);
 
     // Removes what is at the name and makes a FIFO there, with mode 0666 less the umask, and a
-    // receiver that passes its bytes to the observer. Returns the receiver's identifier, or 0 on
-    // failure. It fails without libevent's default event base, so call event_init() first. It also
-    // fails if someone else replaces the new FIFO before it is opened. The caller owns the
-    // observer, which must outlive the receiver.
+    // receiver that passes its bytes to the observer. The FIFO's descriptor is close-on-exec.
+    // Returns the receiver's identifier, or 0 on failure. It fails without libevent's default event
+    // base, so call event_init() first. It also fails if someone else replaces the new FIFO before
+    // it is opened. The caller owns the observer, which must outlive the receiver.
     //
     // If libevent cannot allocate memory for incoming bytes, the receiver stops. Set it up again to
     // recover.
