@@ -4,24 +4,33 @@
 // handlers, and in threads that still run when main returns. What the library keeps for the life of
 // the process must be usable until the end, and must be released when the library is unloaded.
 
+#include <velutils++/configuration.h>
+#include <velutils++/digests.h>
 #include <velutils++/ip_address.h>
 #include <velutils++/locks.h>
+#include <velutils++/process_table.h>
 #include <velutils++/status.h>
 
 #include <dlfcn.h>
+#include <event.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <mutex>
 #include <thread>
 
 #include "tests/support/allocations.h"
+#include "tests/support/fifo_observer.h"
+#include "tests/support/files.h"
 #include "tests/support/processes.h"
 
 namespace {
 
 const int THREADS = 3;
+
+const char CONFIGURATION[] = "/tmp/endings.conf";
 
 typedef bool (*Operation)();  // returns true in any thread at any time
 
@@ -50,6 +59,42 @@ const struct {
      [] {
          CRecursiveSemaphore lock("/endings-" + std::to_string(getpid()));
          return lock.lock() == 0 && lock.unlock() == 0;
+     }},
+    {"configuration files, in hash tables",
+     [] {
+         ConfigReader reader;
+         if (!reader.initialize(CONFIGURATION, 4)) return false;
+         return reader.getIndexedValueAsInt("port%lu", 2, -1) == 80;
+     }},
+    {"FIFO receivers",  // libevent's default event base belongs to one thread at a time
+     [] {
+         static std::mutex turn;
+         const std::lock_guard<std::mutex> guard(turn);
+         event_base* const base = event_init();
+         FifoObserver observer;
+         StatusInterface tree;
+         tree.setup(STATUS_BASE_TMP, "/endings");
+         tree.setupIpcRxFifo("/fifo", &observer);
+         tree.setStatus("/fifo", "up");
+         event_loop(EVLOOP_NONBLOCK);
+         tree.cleanup();
+         event_base_free(base);
+         return observer.received == "up";
+     }},
+    {"the process table",
+     [] {
+         ProcessControl processes;
+         processes.refresh(true);
+         return processes.getProcessEntryByPid(getpid()) != nullptr;
+     }},
+    {"digests",
+     [] {
+         unsigned char code[20] = {};
+         Sha1HashContext sha1;
+         HmacContext hmac(&sha1);
+         hmac.initialize(code, 0, 0);
+         hmac.getHash(code);
+         return digestToHex(code, 20) == "fbdb1d1b18aa6c08324b7d64b71fb76370690e1d";
      }},
 };
 
@@ -106,6 +151,7 @@ int endDuring(Operation operation) {
 }
 
 TEST(Endings, TheLibraryWorksUntilTheProcessEnds) {
+    writeFile(CONFIGURATION, "port2 = 80");
     for (const auto& operation : OPERATIONS) {
         SCOPED_TRACE(operation.name);
         EXPECT_EQ(0, Process([&] { return endIn(&inDestructor, operation.run); }).result());
