@@ -45,6 +45,7 @@ void texts(String s, const String& other, const char* none) {
     s = nullptr;
     s = 'c' + s + 'c' + "text" + other;
     s.insert(0, 'c').insert(0, "x").insert(0, s).concat("x", 1);
+    if (s == 'c') s += '\n';
 }
 
 // Every integer type has an overload of stringOf() on every platform.

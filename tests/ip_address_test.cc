@@ -135,11 +135,10 @@ TEST(IpAddressClassification, ConstantsAndTheEmptyAddress) {
         EXPECT_FALSE((none.*predicate)());
     EXPECT_FALSE(none.contains(none));
     EXPECT_TRUE(IpAddress(0, 0).contains(none));
-    const unsigned long loopback = I::ipv4Loopback,
-                        groups[] = {I::ipv4McGrpUnspecified, I::ipv4McGrpAllHosts,
-                                    I::ipv4McGrpAllRouters};
-    EXPECT_EQ(0x7F000001u, loopback);
-    for (unsigned long i = 0; i < 3; ++i) EXPECT_EQ(0xE0000000 + i, groups[i]);
+    EXPECT_EQ(0x7F000001u, I::ipv4Loopback);
+    EXPECT_EQ(0xE0000000u, I::ipv4McGrpUnspecified);
+    EXPECT_EQ(0xE0000001u, I::ipv4McGrpAllHosts);
+    EXPECT_EQ(0xE0000002u, I::ipv4McGrpAllRouters);
 }
 
 }  // namespace

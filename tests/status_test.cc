@@ -66,20 +66,13 @@ class StatusTree : public ::testing::Test {
 
 TEST_F(StatusTree, SetupMakesEveryDirectoryOfThePath) {
     SyslogReader log;
-    const struct {
-        BasePath base;
-        const char *name, *directory;
-    } rows[] = {
-        {STATUS_BASE_TMP, "wan", "/tmp/statuswan"},        // nothing goes between base and name
-        {STATUS_BASE_TMP, "//a///b/", "/tmp/status/a/b"},  // empty parts are skipped
-        {STATUS_BASE_NV, "/wan", "/nvstatus/wan"},         // survives a restart
-        {STATUS_BASE_PROC, "/self", "/proc/self"},
-    };
-    for (const auto& row : rows) {
-        EXPECT_TRUE(StatusInterface().setup(row.base, row.name)) << row.name;
-        EXPECT_TRUE(exists(row.directory)) << row.directory;
-    }
+    EXPECT_TRUE(wan_.setup(STATUS_BASE_TMP, "wan"));  // nothing goes between base and name
+    EXPECT_EQ(static_cast<mode_t>(S_IFDIR | 0755), modeOf("/tmp/statuswan"));
+    EXPECT_TRUE(wan_.setup(STATUS_BASE_TMP, "//a///b/"));
     EXPECT_EQ(static_cast<mode_t>(S_IFDIR | 0755), modeOf("/tmp/status/a/b"));
+    EXPECT_TRUE(wan_.setup(STATUS_BASE_NV, "/wan"));
+    EXPECT_TRUE(exists("/nvstatus/wan"));
+    EXPECT_TRUE(wan_.setup(STATUS_BASE_PROC, "/self"));
     EXPECT_EQ(std::vector<std::string>(), log.messages());
 }
 
@@ -101,23 +94,17 @@ TEST_F(StatusTree, SetupFailuresAreLogged) {
     // A path that stat(2) cannot follow for another reason may be a directory.
     for (const char* name : {"/wan/link", "/wan/loop"})
         EXPECT_TRUE(interface.setup(STATUS_BASE_TMP, name)) << name;
-    const struct {
-        const char* name;
-        std::string failed;  // the directory that could not be made
-        int error;
-    } rows[] = {{"/wan/file", "/wan/file", ENOTDIR},
-                {"/wan/through", "/wan/through", ENOTDIR},
-                {"/wan/dangling", "/wan/dangling", ENOENT},
-                {"/wan/file/sub/deeper", "/wan/file/sub", ENOTDIR}};
-    for (const auto& row : rows) {
-        EXPECT_FALSE(interface.setup(STATUS_BASE_TMP, row.name));
-        EXPECT_EQ(row.error, errno) << row.name;
-        EXPECT_EQ(std::vector<std::string>(
-                      {"3Could not create directory " + TREE + row.failed +
-                           ". Errno:" + std::to_string(row.error) + "!",
-                       "3Could not setup status interface for " + TREE + row.failed + "!"}),
-                  log.messages());
-    }
+    const auto fails = [&](const char* name, const std::string& directory, int error) {
+        EXPECT_FALSE(interface.setup(STATUS_BASE_TMP, name));
+        const std::vector<std::string> messages = {
+            "3Could not create directory " + directory + ". Errno:" + std::to_string(error) + "!",
+            "3Could not setup status interface for " + directory + "!"};
+        EXPECT_EQ(messages, log.messages());
+    };
+    fails("/wan/file", TREE + "/wan/file", ENOTDIR);
+    fails("/wan/through", TREE + "/wan/through", ENOTDIR);
+    fails("/wan/dangling", TREE + "/wan/dangling", ENOENT);
+    fails("/wan/file/sub/deeper", TREE + "/wan/file/sub", ENOTDIR);
     // Later calls still use the directory of the failed setup.
     shell("rm file && mkdir -p file/sub/deeper");
     EXPECT_TRUE(interface.setStatus("/v", "1"));
