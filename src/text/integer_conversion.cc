@@ -4,12 +4,14 @@
 //
 // A converter counts the digits and then writes them from the last to the first into the caller's
 // buffer, and nothing after the NUL. A parser reads the text as decimal, which most texts are, and
-// reads it again only if its last character names another base. Sums are modulo 2^32.
+// adds the digits up again only if its last character names another base. Sums are modulo 2^32. A
+// validating parser looks at the text itself instead of comparing it with the converted value.
 //
 // Tested by conversions_test.cc.
 
 #include <velutils++/conversions.h>
 
+#include <endian.h>
 #include <string.h>
 
 #include <algorithm>
@@ -22,16 +24,20 @@ const int LONGEST_TEXT = 33;           // 32 binary digits and their letter
 const unsigned char BACKQUOTE = 0x60;  // base letters and the digits a to f have higher codes
 const unsigned char AT_SIGN = 0x40;    // the digits A to F have higher codes
 
+int significantBits(uint32_t value) {
+    return 32 - __builtin_clz(value | 1);
+}
+
 // Without branches, because the processor cannot predict the lengths of varying numbers.
 int decimalLength(uint32_t value) {
     static const uint32_t POWERS[] = {0,      10,      100,      1000,      10000,
                                       100000, 1000000, 10000000, 100000000, 1000000000};
-    const int bits = 32 - __builtin_clz(value | 1);
-    const int atLeast = bits * 1233 >> 12;  // 1233 / 4096 is just below log10(2)
+    const int atLeast = significantBits(value) * 1233 >> 12;  // 1233 / 4096 is just below log10(2)
     return atLeast + (value >= POWERS[atLeast] ? 1 : 0);
 }
 
-void writeDecimal(uint32_t value, char* out) {
+// The functions that write return `out`, so that calling one is the last that their callers do.
+char* writeDecimal(uint32_t value, char* out) {
     char* at = out + decimalLength(value);
     *at = '\0';
     for (; value >= 100; value /= 100) {
@@ -42,57 +48,76 @@ void writeDecimal(uint32_t value, char* out) {
     const char* const pair = DECIMAL_PAIRS + value * 2;
     at[-1] = pair[1];
     *out = pair[value < 10];
+    return out;
 }
 
-void writeShifted(uint32_t value, char* out, int bits, char letter) {
-    char* at = out;
-    uint32_t rest = value;
-    do {
-        ++at;
-        rest >>= bits;
-    } while (rest != 0);
-    at[0] = letter;
-    at[1] = '\0';
+// Writes n digits of some bits each.
+char* writeShifted(uint32_t value, char* out, int n, int bits, char letter) {
+    out[n] = letter;
+    out[n + 1] = '\0';
     const uint32_t mask = (1u << bits) - 1;
-    for (; at != out; value >>= bits) *--at = "0123456789ABCDEF"[value & mask];
+    for (char* at = out + n; at != out; value >>= bits)
+        *--at = static_cast<char>('0' + (value & mask));
+    return out;
 }
 
-uint32_t digitOf(unsigned char ch, int bits) {
-    if (bits == 4 && ch > BACKQUOTE) return ch - 87u;
-    if (bits == 4 && ch > AT_SIGN) return ch - 55u;
-    return ch - 48u;
+// Writes the four lowest hexadecimal digits. Each is a byte of one word.
+void writeFourDigits(uint32_t value, char* out) {
+    const uint32_t pairs = (value & 0xFF00) << 8 | (value & 0xFF);
+    const uint32_t digits = (pairs << 4 | pairs) & 0x0F0F0F0F;
+    const uint32_t letters = (digits + 0x06060606) >> 4 & 0x01010101;  // 1 for each digit above 9
+    const uint32_t text = htobe32(digits + 0x30303030 + letters * ('A' - '9' - 1));
+    memcpy(out, &text, sizeof text);
 }
 
-uint32_t shiftedSum(const char* text, int count, int bits) {
+char* writeHexadecimal(uint32_t value, char* out, int n) {
+    out[n] = 'h';
+    out[n + 1] = '\0';
+    if (n >= 4) {  // the first four and the last four, which may overlap
+        writeFourDigits(value >> (4 * n - 16), out);
+        writeFourDigits(value, out + n - 4);
+        return out;
+    }
+    for (char* at = out + n; at != out; value >>= 4) *--at = "0123456789ABCDEF"[value & 0xF];
+    return out;
+}
+
+// Letters are digits of hexadecimal numbers only, but other characters count, too.
+inline uint32_t hexDigitOf(unsigned char ch) {
+    return ch - 48u - (ch > AT_SIGN ? 'A' - '9' - 1 : 0) - (ch > BACKQUOTE ? 'a' - 'A' : 0);
+}
+
+__attribute__((noinline)) uint32_t shiftedSum(const char* text, int count, int bits) {
     uint32_t sum = 0;
-    for (int i = 0; i < count; ++i)
-        sum = (sum << bits) + digitOf(static_cast<unsigned char>(text[i]), bits);
+    for (int i = 0; i < count; ++i) sum = (sum << bits) + static_cast<unsigned char>(text[i]) - 48u;
     return sum;
 }
 
-// Continues at the first character that is not a digit. Reads to the end, and reads the text again
-// if the last character names a base.
+// The sum if other characters follow the digits. The last character may name a base, mostly that of
+// hexadecimal numbers.
 __attribute__((noinline)) uint32_t sumWithLetters(const char* text, int count, int limit,
                                                   uint32_t sum) {
-    uint32_t sumBefore = 0;  // sum without the last character
-    unsigned char last = 0;
-    for (; count < limit && text[count] != '\0'; ++count) {
-        last = static_cast<unsigned char>(text[count]);
-        sumBefore = sum;
-        sum = sum * 10 + last - 48u;
+    uint32_t hexadecimal = 0;  // without the last character
+    unsigned char last = static_cast<unsigned char>(*text);
+    int end = 1;
+    for (; end < limit && text[end] != '\0'; ++end) {
+        hexadecimal = (hexadecimal << 4) + hexDigitOf(last);
+        last = static_cast<unsigned char>(text[end]);
     }
-    if (last <= BACKQUOTE) return sum;
+    if (last > BACKQUOTE) --end;
     switch (last) {
         case 'b':
-            return shiftedSum(text, count - 1, 1);
+            return shiftedSum(text, end, 1);
         case 'o':
-            return shiftedSum(text, count - 1, 3);
+            return shiftedSum(text, end, 3);
         case 'h':
         case 'x':
-            return shiftedSum(text, count - 1, 4);
+            return hexadecimal;
         default:
-            return sumBefore;
+            break;
     }
+    for (; count < end; ++count) sum = sum * 10 + static_cast<unsigned char>(text[count]) - 48u;
+    return sum;
 }
 
 // Reads at most `limit` characters of a text without its sign.
@@ -106,13 +131,33 @@ inline uint32_t sumOf(const char* text, int limit) {
     return sum;
 }
 
-template <class Value>
-Value validated(int32_t* error, const char* text, Value value,
-                char* (*convert)(Value value, char* buffer, int base)) {
-    char canonical[LONGEST_TEXT + 1];
-    const bool valid = text != nullptr && strcmp(convert(value, canonical, 10), text) == 0;
+// Returns whether a text without its sign is the canonical decimal text of a number below 2^32.
+bool isCanonical(const char* text, uint32_t* value) {
+    uint32_t sum = 0;
+    int count = 0;
+    for (; text[count] != '\0'; ++count) {
+        const uint32_t digit = static_cast<unsigned char>(text[count]) - 48u;
+        if (digit > 9 || count == 10) return false;
+        sum = sum * 10 + digit;
+    }
+    *value = sum;
+    if (*text == '0') return count == 1;
+    // From 2^32 on, ten digits have a sum below 10^9 or begin with 5 or more.
+    return count < 10 ? count > 0 : *text <= '4' && sum >= 1000000000;
+}
+
+// Reads a text as valueOf32 does, or u_valueOf32 if not isSigned. Sets the error unless it is the
+// canonical text of a value up to `maximum`, which is that of the type.
+uint32_t validated(int32_t* error, const char* text, bool isSigned, uint32_t maximum) {
+    if (text == nullptr) text = "";
+    const uint32_t negative = isSigned && *text == '-' ? 1 : 0;
+    text += negative;
+    uint32_t sum = 0;
+    // The lowest value is -maximum - 1. There is no -0.
+    const bool valid = isCanonical(text, &sum) && sum - negative <= maximum;
     if (error != nullptr) *error = valid ? 0 : -1;
-    return value;
+    if (!valid) sum = sumOf(text, LONGEST_TEXT - static_cast<int>(negative));
+    return negative != 0 ? 0 - sum : sum;
 }
 
 template <class Value>
@@ -139,17 +184,13 @@ char* u_i32toa(uint32_t value, char* buffer, int base) {
     if (buffer == nullptr) return nullptr;
     switch (base) {
         case 2:
-            writeShifted(value, buffer, 1, 'b');
-            return buffer;
+            return writeShifted(value, buffer, significantBits(value), 1, 'b');
         case 8:
-            writeShifted(value, buffer, 3, 'o');
-            return buffer;
+            return writeShifted(value, buffer, (significantBits(value) + 2) / 3, 3, 'o');
         case 10:
-            writeDecimal(value, buffer);
-            return buffer;
+            return writeDecimal(value, buffer);
         case 16:
-            writeShifted(value, buffer, 4, 'h');
-            return buffer;
+            return writeHexadecimal(value, buffer, (significantBits(value) + 3) / 4);
         default:
             return nullptr;
     }
@@ -191,19 +232,19 @@ int16_t valueOf16(const char* text) {
 }
 
 int32_t validValueOf32(int32_t* error, const char* text) {
-    return validated(error, text, valueOf32(text), i32toa);
+    return static_cast<int32_t>(validated(error, text, true, INT32_MAX));
 }
 
 uint32_t u_validValueOf32(int32_t* error, const char* text) {
-    return validated(error, text, u_valueOf32(text), u_i32toa);
+    return validated(error, text, false, UINT32_MAX);
 }
 
 int16_t validValueOf16(int32_t* error, const char* text) {
-    return validated(error, text, valueOf16(text), i16toa);
+    return static_cast<int16_t>(validated(error, text, true, INT16_MAX));
 }
 
 uint16_t u_validValueOf16(int32_t* error, const char* text) {
-    return validated(error, text, u_valueOf16(text), u_i16toa);
+    return static_cast<uint16_t>(validated(error, text, false, UINT16_MAX));
 }
 
 int32_t validRangeValueOf32(int32_t* error, const char* text, int32_t minimum, int32_t maximum) {
