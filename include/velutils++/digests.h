@@ -90,6 +90,8 @@ class VELUTILS_API Md5HashContext : public HashContext {
     void md5Transform(const unsigned char* block);
 
   private:
+    friend class HmacContext;  // starts a message behind a pad that it has digested before
+
     uint32_t state[4];
     uint32_t count[2];  // bits of the message so far, the low word first
     unsigned char buffer[64];
@@ -115,6 +117,8 @@ class VELUTILS_API Sha1HashContext : public HashContext {
     void sha1Transform(const unsigned char* block);
 
   private:
+    friend class HmacContext;  // as in Md5HashContext
+
     uint32_t state[5];
     uint32_t count[2];  // bits of the message so far, the low word first
     unsigned char buffer[64];
@@ -169,6 +173,9 @@ class VELUTILS_API AuthenticationContext {
 // key block always has 64 bytes, so a digest of your own gives standard HMAC only if it works on
 // blocks of 64 bytes. A key longer than 64 bytes is replaced by its digest, of which 64 bytes
 // count.
+//
+// With an object of Md5HashContext or Sha1HashContext itself, not of a derived class, the key is
+// digested once, in initialize(), and no longer for each message.
 class VELUTILS_API HmacContext : public AuthenticationContext {
   public:
     // Does not start a message: call initialize() before anything else.
@@ -190,7 +197,15 @@ class VELUTILS_API HmacContext : public AuthenticationContext {
     unsigned long getReturnedHashLength() const override;
 
   private:
+    VELUTILS_LOCAL void digestPad(unsigned char* pad) const;
+    VELUTILS_LOCAL void startAfter(const unsigned char* pad);
+    template <class Digest>
+    VELUTILS_LOCAL static void replaceByState(unsigned char* pad);
+    template <class Digest>
+    VELUTILS_LOCAL void loadState(const unsigned char* pad);
+
     HashContext* hashContext;
+    // The key block's two pads, or, for the library's own digests, the digest's states after them.
     unsigned char innerKeyPad[64];
     unsigned char outerKeyPad[64];
     unsigned long returnedHashLength;

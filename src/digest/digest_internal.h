@@ -13,6 +13,19 @@
 
 const unsigned long BLOCK_LENGTH = 64;
 
+// The virtual tables of the two digests, by their names in the Itanium C++ ABI, which ARM's ABI
+// follows. An object points to its table's third slot.
+extern "C" VELUTILS_API const void* const MD5_TABLE[] __asm__("_ZTV14Md5HashContext");
+extern "C" VELUTILS_API const void* const SHA1_TABLE[] __asm__("_ZTV15Sha1HashContext");
+
+// Whether the object's class is the one of the table itself and no class derived from it. Not by
+// typeid, because a class that is compiled with -fno-rtti has no type information.
+inline bool hasTable(const HashContext& digest, const void* const* table) {
+    const void* own;
+    memcpy(&own, static_cast<const void*>(&digest), sizeof own);
+    return own == &table[2];
+}
+
 // For the steps of a digest, which must be inlined, or the digest is slow.
 #define ALWAYS_INLINE inline __attribute__((always_inline))
 
@@ -46,32 +59,17 @@ inline void addToCount(uint32_t* count, unsigned long length) {
 typedef void Transform(uint32_t* state, const unsigned char* data, unsigned long blocks);
 
 // The part of feed() for input that completes a block: digests the block in buffer, then whole
-// blocks directly from the caller's data, and keeps the rest in buffer. It is not inlined, because
-// feed() may be called for each byte of padding and must stay short.
-template <Transform transform>
-__attribute__((noinline)) void feedBlocks(uint32_t* state, unsigned char* buffer,
-                                          unsigned long waiting, const unsigned char* data,
-                                          unsigned long length) {
-    if (waiting > 0) {
-        const unsigned long space = BLOCK_LENGTH - waiting;
-        memcpy(buffer + waiting, data, space);
-        transform(state, buffer, 1);
-        data += space;
-        length -= space;
-    }
-    const unsigned long rest = length % BLOCK_LENGTH;
-    if (length > rest) transform(state, data, length / BLOCK_LENGTH);
-    memcpy(buffer, data + (length - rest), rest);
-}
+// blocks directly from the caller's data, and keeps the rest in buffer.
+void feedBlocks(Transform* transform, uint32_t* state, unsigned char* buffer, unsigned long waiting,
+                const unsigned char* data, unsigned long length);
 
-// Adds `length` bytes to a message.
-template <Transform transform>
-ALWAYS_INLINE void feed(uint32_t* state, uint32_t* count, unsigned char* buffer,
-                        const unsigned char* data, unsigned long length) {
+// Adds `length` bytes to a message. Short, because it may be called for each byte of padding.
+ALWAYS_INLINE void feed(Transform* transform, uint32_t* state, uint32_t* count,
+                        unsigned char* buffer, const unsigned char* data, unsigned long length) {
     const unsigned long waiting = waitingBytes(count);
     addToCount(count, length);
     if (length >= BLOCK_LENGTH - waiting) {
-        feedBlocks<transform>(state, buffer, waiting, data, length);
+        feedBlocks(transform, state, buffer, waiting, data, length);
     } else if (length == 1) {
         buffer[waiting] = *data;
     } else if (length > 0) {
@@ -79,21 +77,16 @@ ALWAYS_INLINE void feed(uint32_t* state, uint32_t* count, unsigned char* buffer,
     }
 }
 
+const unsigned long LENGTH_LENGTH = 8;
+
+// Ends a message: adds 0x80, zeros, and the length of the message, which ends a block.
+void feedPadding(Transform* transform, uint32_t* state, uint32_t* count, unsigned char* buffer,
+                 const unsigned char* length);
+
 // The number of bytes that getHash() writes after initialize(wanted).
-inline unsigned long returnedLengthOf(const HashContext& digest, unsigned long wanted) {
-    const unsigned long complete = digest.getCompleteHashLength();
-    return wanted != 0 && wanted <= complete ? wanted : complete;
-}
+unsigned long returnedLengthOf(const HashContext& digest, unsigned long wanted);
 
 // The self-test of a digest of at most 20 bytes: 0 if that of "abc" is the expected one, else -1.
-inline int testWithAbc(HashContext& digest, const unsigned char* expected) {
-    unsigned char found[20];
-    digest.initialize(0);
-    digest.hash(reinterpret_cast<const unsigned char*>("abc"), strlen("abc"));
-    digest.getHash(found);
-    const bool same = memcmp(found, expected, digest.getCompleteHashLength()) == 0;
-    digest.initialize(0);
-    return same ? 0 : -1;
-}
+int testWithAbc(HashContext& digest, const unsigned char* expected);
 
 #endif

@@ -139,20 +139,28 @@ void transform(uint32_t* state, const unsigned char* data, unsigned long blocks)
 }
 
 // Derived classes may rely on seeing padding and length in the virtual hash().
-void finish(HashContext& digest, const uint32_t* count) {
+void feedPaddingByHash(HashContext& digest, const uint32_t* count, const unsigned char* length) {
     static const unsigned char PADDING[BLOCK_LENGTH] = {0x80};
-    unsigned char bits[8];
-    for (unsigned i = 0; i < sizeof bits; ++i)
-        bits[i] = static_cast<unsigned char>(count[i / 4] >> i % 4 * 8);
+    const unsigned long waiting = waitingBytes(count);
+    digest.hash(PADDING, (waiting < 56 ? 56 : 120) - waiting);
+    digest.hash(length, LENGTH_LENGTH);
+}
 
-    const unsigned long index = waitingBytes(count);
-    digest.hash(PADDING, index < 56 ? 56 - index : 120 - index);
-    digest.hash(bits, sizeof bits);
+void finish(HashContext& digest, uint32_t* state, uint32_t* count, unsigned char* buffer) {
+    const uint32_t bits[2] = {htole32(count[0]), htole32(count[1])};
+    unsigned char length[LENGTH_LENGTH];
+    memcpy(length, bits, sizeof length);
+    if (hasTable(digest, MD5_TABLE))
+        feedPadding(transform, state, count, buffer, length);
+    else
+        feedPaddingByHash(digest, count, length);
 }
 
 void writeDigest(const uint32_t* state, unsigned char* out, unsigned long length) {
-    for (unsigned long i = 0; i < length; ++i)
-        out[i] = static_cast<unsigned char>(state[i / 4] >> i % 4 * 8);
+    uint32_t words[DIGEST_LENGTH / 4];
+    for (unsigned i = 0; i < DIGEST_LENGTH / 4; ++i) words[i] = htole32(state[i]);
+    memcpy(out, words, length);
+    wipe(words, sizeof words);
 }
 
 }  // namespace
@@ -188,7 +196,7 @@ void Md5HashContext::md5Transform(const unsigned char* block) {
 }
 
 void Md5HashContext::hash(const unsigned char* data, unsigned long length) {
-    feed<transform>(state, count, buffer, data, length);
+    feed(transform, state, count, buffer, data, length);
 }
 
 unsigned long Md5HashContext::getReturnedHashLength() const {
@@ -196,7 +204,7 @@ unsigned long Md5HashContext::getReturnedHashLength() const {
 }
 
 void Md5HashContext::getHash(unsigned char* out) {
-    finish(*this, count);
+    finish(*this, state, count, buffer);
     writeDigest(state, out, returnedHashLength);
 }
 
@@ -205,7 +213,7 @@ unsigned long Md5HashContext::getCompleteHashLength() const {
 }
 
 void Md5HashContext::getCompleteHash(unsigned char* out) {
-    finish(*this, count);
+    finish(*this, state, count, buffer);
     writeDigest(state, out, DIGEST_LENGTH);
 }
 
