@@ -67,4 +67,19 @@ TEST(StringTable, Hashes) {
     }
 }
 
+// All 32 bits of their hashes are equal.
+TEST(StringTable, TellsCollidingKeysApart) {
+    char first, second;
+    void* value = nullptr;
+    INStringHashTable table(1);
+    EXPECT_TRUE(table.addEntry("bA", &first));
+    EXPECT_FALSE(table.getValueFromKey("c`", &value));
+    EXPECT_TRUE(table.addEntry("c`", &second));
+    EXPECT_TRUE(table.getValueFromKey("c`", &value));
+    EXPECT_EQ(&second, value);
+    EXPECT_TRUE(table.removeEntry("c`"));
+    EXPECT_TRUE(table.getValueFromKey("bA", &value));
+    EXPECT_EQ(&first, value);
+}
+
 }  // namespace

@@ -35,9 +35,9 @@ class INStringHashTable;
 // instance "link%lu.name". It must be a literal of the program.
 //
 // Failures: a file that cannot be opened is reported on standard output. If an ordinary allocation
-// fails, std::bad_alloc is thrown, and what was loaded by then stays. If the text of a value cannot
-// be allocated, the value is not stored. If the text of an indexed key cannot be allocated, the
-// lookup returns the default. So does every lookup in a reader without a table.
+// fails, std::bad_alloc is thrown, and what was loaded by then stays. If an entry or the text of
+// its value cannot be allocated, the value is not stored. If the text of an indexed key cannot be
+// allocated, the lookup returns the default. So does every lookup in a reader without a table.
 //
 // Threads: a reader belongs to one thread at a time. Several threads may look values up at once
 // while no thread changes the reader.
@@ -89,7 +89,7 @@ class VELUTILS_API ConfigReader {
 
   private:
     VELUTILS_LOCAL const String* find(const char* key) const;
-    VELUTILS_LOCAL bool store(const char* key, const String& value);
+    VELUTILS_LOCAL bool store(const char* key, uint32_t hash, const String& value);
     VELUTILS_LOCAL void addLine(char* line);
 
     INStringHashTable* table;  // null until initialize

@@ -29,6 +29,7 @@
 
 #ifdef __cplusplus
 
+#include <stddef.h>
 #include <stdint.h>
 
 // The hash function of an INUInt32HashTable. There is only one, and any other value selects it too.
@@ -106,17 +107,13 @@ class VELUTILS_API INStringHashTable {
     unsigned long calculateHash(const char* key) const;
 
   private:
-    struct Entry {
-        char* key;
-        void* value;
-        Entry* next;
-    };
+    struct Entry;
 
     // ConfigReader finds the link of a key, which holds null if the table has no such key, and
-    // appends the new entry at that link, so that it hashes each key only once.
+    // stores a new entry there. The entry has room for the value, whose address it gets.
     friend class ConfigReader;
-    VELUTILS_LOCAL Entry** findLink(const char* key) const;
-    VELUTILS_LOCAL static bool appendAt(Entry** link, const char* key, void* value);
+    VELUTILS_LOCAL Entry** findLink(const char* key, uint32_t hash) const;
+    VELUTILS_LOCAL static void* appendAt(Entry** link, const char* key, uint32_t hash, size_t room);
 
     Entry** buckets;
     uint32_t numberOfBuckets;

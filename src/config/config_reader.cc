@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The reader of configuration files. It splits and strips lines in a buffer on the stack and stores
-// them in a hash table, whose values are Strings that the reader owns.
+// The reader of configuration files. It splits, strips and hashes lines in a buffer on the stack
+// and stores them in a hash table. The values are Strings that the reader owns. Each is inside its
+// entry of the table, so that a line takes two blocks: the entry and the text of the value.
 //
 // Tested by configuration_test.cc.
 
@@ -11,10 +12,12 @@
 #include <string.h>
 
 #include <memory>
+#include <new>
 
 #include <velutils++/conversions.h>
 #include <velutils++/hash_tables.h>
 
+#include "../containers/text_hash_internal.h"
 #include "indexed_key_internal.h"
 
 namespace {
@@ -28,29 +31,44 @@ bool isStripped(char ch) {
     return static_cast<unsigned char>(ch) <= ' ';
 }
 
-void stripEverywhere(char* text) {
-    char* end = text;
-    for (; *text != '\0'; ++text)
-        if (!isStripped(*text)) *end++ = *text;
+// Strips the key at the start of a line in place and hashes it. Returns what follows the "=", or
+// null if the line has none.
+const char* splitKey(char* line, uint32_t* keyHash) {
+    uint32_t hash = 0;
+    char* end = line;
+    const char* at = line;
+    for (; *at != '='; ++at) {
+        if (*at == '\0') return nullptr;
+        if (isStripped(*at)) continue;
+        hash = addToHash(hash, *at);
+        *end++ = *at;
+    }
     *end = '\0';
+    *keyHash = hash;
+    return at + 1;
 }
 
-char* stripEnds(char* text) {
-    char* end = text + strlen(text);
-    while (end > text && isStripped(end[-1])) --end;
-    *end = '\0';
+// Makes a value of a text without the bytes that are stripped from its ends. Returns false when out
+// of memory.
+bool stripValue(const char* text, String* value) {
     while (*text != '\0' && isStripped(*text)) ++text;
-    return text;
+    size_t length = strlen(text);
+    while (length > 0 && isStripped(text[length - 1])) --length;
+    value->concat(text, static_cast<long>(length));
+    return value->length() == static_cast<long>(length);
 }
 
 void destroyValue(void* value) {
-    delete static_cast<String*>(value);
+    static_cast<String*>(value)->~String();
 }
 
 long asInteger(const String& value) {
-    if (value.equalsIgnoreCase("on")) return 1;
-    if (value.equalsIgnoreCase("off")) return 0;
-    return valueOf32(value.buffer());
+    const char* const text = value.buffer();
+    if (*text == 'o' || *text == 'O') {
+        if (value.equalsIgnoreCase("on")) return 1;
+        if (value.equalsIgnoreCase("off")) return 0;
+    }
+    return valueOf32(text);
 }
 
 }  // namespace
@@ -81,29 +99,27 @@ bool ConfigReader::initialize(const String& path, unsigned long size) {
 
 void ConfigReader::addLine(char* line) {
     if (*line == '#') return;
-    char* const equals = strchr(line, '=');
-    if (equals == nullptr) return;
-    *equals = '\0';
-    stripEverywhere(line);
-    const char* const text = stripEnds(equals + 1);
+    uint32_t hash;
+    const char* const text = splitKey(line, &hash);
+    if (text == nullptr) return;
     String value;  // shares the empty buffer if the text is empty
-    if (*text == '\0' || assignAll(value, text)) store(line, value);
+    if (stripValue(text, &value)) store(line, hash, value);
 }
 
 bool ConfigReader::add(const String& key, const String& value) {
-    return store(key.buffer(), value);
+    return store(key.buffer(), hashOf(key.buffer()), value);
 }
 
-bool ConfigReader::store(const char* key, const String& value) {
+bool ConfigReader::store(const char* key, uint32_t hash, const String& value) {
     if (table == nullptr) return false;
-    INStringHashTable::Entry** const link = table->findLink(key);
+    INStringHashTable::Entry** const link = table->findLink(key, hash);
     if (*link != nullptr) {
         printf("cfg: Ignoring duplicate tag:%s=%s\n", key, value.buffer());
         return false;
     }
-    std::unique_ptr<String> copy(new String(value));
-    if (!table->appendAt(link, key, copy.get())) return false;
-    (void)copy.release();
+    void* const place = INStringHashTable::appendAt(link, key, hash, sizeof value);
+    if (place == nullptr) return false;
+    new (place) String(value);
     return true;
 }
 
