@@ -274,9 +274,9 @@ class VELUTILS_API String {
     //
     // The format and arguments may point into this text. An output that fits into an unshared
     // buffer takes no memory. The exception is an output of 2048 characters or more, if the format
-    // or an argument points into this text or may do so. It may if the formatter does not know its
-    // directive, as in "%1$s", or if it is a text after a number that the formatter does not know,
-    // such as "%f" or "%lld".
+    // or an argument points into this text or may do so. An argument may do so if the formatter
+    // does not know its directive, as in "%1$s", or if it is a text after a number that the
+    // formatter does not know, such as "%f" or "%lld".
     //
     // The format must be a literal of the program, never data: a format from outside can read and
     // write the program's memory.

@@ -93,8 +93,8 @@ class GrowingText {
         return true;
     }
 
-    // If there is no memory for twice the length, there may be for less. Every step is in
-    // proportion to the length.
+    // If there is no memory for twice the length, there may be enough for less. Each step grows the
+    // room in proportion to the length, so the time stays linear.
     bool grow(long long length) {
         for (long long spare = length; spare > length / 16; spare /= 2)
             if (makeRoom(length + spare)) return true;

@@ -348,8 +348,8 @@ const char* nextPointer(Arguments& arguments) {
     return pointer;
 }
 
-// run() calls this before it converts a directive, which `rest` follows in the format. False ends
-// the run.
+// run() calls this before it converts a directive. `rest` is the format after the directive. False
+// ends the run.
 typedef bool Check(const Directive& directive, const char* rest, Arguments& arguments);
 
 // Whether the platform's printf certainly renders the directive alike. False without a closer look
@@ -385,7 +385,7 @@ bool noteOverlap(const Directive& directive, const char* rest, Arguments& argume
         return true;
     if (directive.conversion != 's' && directive.conversion != 'n') {
         if (isNumber(directive, rest))
-            text = {nullptr, SIZE_MAX, text.isArgument};  // the next pointer may be any
+            text = {nullptr, SIZE_MAX, text.isArgument};  // later pointers are unknown
         else
             text.isArgument = true;  // possibly, as in "%1$s"
         return true;
@@ -395,7 +395,7 @@ bool noteOverlap(const Directive& directive, const char* rest, Arguments& argume
     return true;
 }
 
-// strchrnul of 64-bit platforms takes vectors. On 32-bit ARM it is no faster than a loop.
+// strchrnul uses vectors on 64-bit platforms. On 32-bit ARM it is no faster than a loop.
 const bool FAST_STRCHRNUL = sizeof(void*) == 8;
 
 // Returns the next '%', or the end of the format. Only a long literal is worth a call.

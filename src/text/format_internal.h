@@ -17,8 +17,8 @@ struct TextRange {
 };
 
 // As vstrlenf. Also sets text->isArgument if a text or %n argument points into the range, or if it
-// cannot check that argument: it does not know the directive, or read a number before it otherwise
-// than the platform does. May change the range.
+// cannot check that argument: because it does not know the directive, or because it read an earlier
+// number differently from the platform. May change the range.
 int32_t measureFormatted(const char* format, va_list arguments, TextRange* text);
 
 // As vsnxprintf, for an output that the platform's vsnprintf renders alike. Returns false, with

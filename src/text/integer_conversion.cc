@@ -36,7 +36,7 @@ int decimalLength(uint32_t value) {
     return atLeast + (value >= POWERS[atLeast] ? 1 : 0);
 }
 
-// The functions that write return `out`, so that calling one is the last that their callers do.
+// The functions that write return `out`, so that their callers can end with a call of one.
 char* writeDecimal(uint32_t value, char* out) {
     char* at = out + decimalLength(value);
     *at = '\0';
@@ -51,7 +51,7 @@ char* writeDecimal(uint32_t value, char* out) {
     return out;
 }
 
-// Writes n digits of some bits each.
+// Writes n digits, each of a fixed number of bits.
 char* writeShifted(uint32_t value, char* out, int n, int bits, char letter) {
     out[n] = letter;
     out[n + 1] = '\0';
@@ -61,7 +61,7 @@ char* writeShifted(uint32_t value, char* out, int n, int bits, char letter) {
     return out;
 }
 
-// Writes the four lowest hexadecimal digits. Each is a byte of one word.
+// Writes the four lowest hexadecimal digits, which are computed as the bytes of one word.
 void writeFourDigits(uint32_t value, char* out) {
     const uint32_t pairs = (value & 0xFF00) << 8 | (value & 0xFF);
     const uint32_t digits = (pairs << 4 | pairs) & 0x0F0F0F0F;
@@ -82,7 +82,8 @@ char* writeHexadecimal(uint32_t value, char* out, int n) {
     return out;
 }
 
-// Letters are digits of hexadecimal numbers only, but other characters count, too.
+// Returns the value of a byte as a digit in base 16: 'A' and 'a' are 10. Other bytes have values,
+// too.
 inline uint32_t hexDigitOf(unsigned char ch) {
     return ch - 48u - (ch > AT_SIGN ? 'A' - '9' - 1 : 0) - (ch > BACKQUOTE ? 'a' - 'A' : 0);
 }
@@ -93,8 +94,8 @@ __attribute__((noinline)) uint32_t shiftedSum(const char* text, int count, int b
     return sum;
 }
 
-// The sum if other characters follow the digits. The last character may name a base, mostly that of
-// hexadecimal numbers.
+// Returns the sum if other characters follow the digits. The last character may name a base, in
+// most texts that of hexadecimal numbers.
 __attribute__((noinline)) uint32_t sumWithLetters(const char* text, int count, int limit,
                                                   uint32_t sum) {
     uint32_t hexadecimal = 0;  // without the last character
@@ -147,7 +148,7 @@ bool isCanonical(const char* text, uint32_t* value) {
 }
 
 // Reads a text as valueOf32 does, or u_valueOf32 if not isSigned. Sets the error unless it is the
-// canonical text of a value up to `maximum`, which is that of the type.
+// canonical text of a value up to `maximum`, the largest of the type.
 uint32_t validated(int32_t* error, const char* text, bool isSigned, uint32_t maximum) {
     if (text == nullptr) text = "";
     const uint32_t negative = isSigned && *text == '-' ? 1 : 0;
