@@ -54,11 +54,7 @@ class LockTest : public testing::Test {
     explicit LockTest(const char* keyFile) : file(keyFile) {}
     ~LockTest() override { removeSet(); }
     int set(int id = 1) const { return semget(ftok(file, id), 0, 0); }
-    int makeSet(int mode = 0600) const { return semget(ftok(file, 1), 1, IPC_CREAT | mode); }
-    static int change(int semId, short by) {
-        struct sembuf operation = {0, by, 0};
-        return semop(semId, &operation, 1);
-    }
+    int makeSet() const { return semget(ftok(file, 1), 1, IPC_CREAT | 0600); }
     int removeSet(int id = 1) const { return semctl(set(id), 0, IPC_RMID); }
     int value() const { return semctl(set(), 0, GETVAL); }  // -1: no set
     bool isAwaited() const {
@@ -459,7 +455,7 @@ TEST_F(RecursiveSemaphoreTest, ARemoverAndASlowMakerLetOneIn) {
         Interception pauses("nanosleep", [](long) { return ENOSYS; });
         Interception removal("semctl", [&](long) {
             if (pauses.calls() < 500 || ++calls != late) return 0;
-            EXPECT_EQ(0, change(stale, 1));
+            EXPECT_EQ(0, semctl(stale, 0, SETVAL, 1));
             other.reset(new Process(hold));
             EXPECT_TRUE(soon([] { return shared->inside.load(); }));
             return 0;
