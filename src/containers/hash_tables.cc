@@ -16,6 +16,7 @@
 
 #include <velutils++/hash_tables.h>
 
+#include <cxxabi.h>
 #include <string.h>
 
 #include <new>
@@ -35,7 +36,8 @@ namespace {
 const unsigned long LARGEST_SIZE = 1ul << 28;
 
 uint32_t bucketsFor(unsigned long size) {
-    if (size > LARGEST_SIZE) throw std::bad_array_new_length();
+    // Throws std::bad_array_new_length in less code than a throw expression.
+    if (size > LARGEST_SIZE) abi::__cxa_throw_bad_array_new_length();
     uint32_t mask = 1;
     while (size > mask + 1) mask = mask * 2 + 1;
     return mask + 1;
