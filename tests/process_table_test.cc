@@ -132,6 +132,16 @@ TEST_F(OwnProc, NamesAreCommandLines) {
     check(0);
 }
 
+// It is read between two longer names.
+TEST_F(OwnProc, ANameMayHaveNoSeparatorAtTheEnd) {
+    add(1001, {x(200)});
+    add(1002);
+    writeFile(directoryOf(1002) + "/cmdline", "renamed");
+    add(1003, {x(200)});
+    table.refresh(false);
+    EXPECT_EQ("renamed", nameOf(1002));
+}
+
 // In ascending and in descending order of the ids.
 TEST_F(OwnProc, KeepKeepsEntriesNamesAndOrder) {
     for (const int step : {1, -1}) {
