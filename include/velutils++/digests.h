@@ -90,7 +90,7 @@ class VELUTILS_API Md5HashContext : public HashContext {
     void md5Transform(const unsigned char* block);
 
   private:
-    friend class HmacContext;  // starts a message behind a pad that it has digested before
+    friend class HmacContext;  // starts a message after a pad that it has digested before
 
     uint32_t state[4];
     uint32_t count[2];  // bits of the message so far, the low word first
@@ -169,13 +169,12 @@ class VELUTILS_API AuthenticationContext {
 // of the last message and key stays in it until its own initialize(), hash() or destroy()
 // overwrites it. The HmacContext itself keeps nothing of them after destroy().
 //
-// Of the digest, only initialize(), hash(), getHash() and getCompleteHashLength() are called. The
-// key block always has 64 bytes, so a digest of your own gives standard HMAC only if it works on
-// blocks of 64 bytes. A key longer than 64 bytes is replaced by its digest, of which 64 bytes
-// count.
+// Only the digest's initialize(), hash(), getHash() and getCompleteHashLength() are called. The key
+// block always has 64 bytes, so a digest of your own gives standard HMAC only if it works on blocks
+// of 64 bytes. A key longer than 64 bytes is replaced by its digest, cut to 64 bytes.
 //
-// With an object of Md5HashContext or Sha1HashContext itself, not of a derived class, the key is
-// digested once, in initialize(), and no longer for each message.
+// If the digest is an Md5HashContext or Sha1HashContext itself, and not of a derived class, the key
+// is digested only once, in initialize(), and not for each message.
 class VELUTILS_API HmacContext : public AuthenticationContext {
   public:
     // Does not start a message: call initialize() before anything else.

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // The reader of configuration files. It splits, strips and hashes lines in a buffer on the stack
-// and stores them in a hash table. The values are Strings that the reader owns. Each is inside its
-// entry of the table, so that a line takes two blocks: the entry and the text of the value.
+// and stores them in a hash table. The values are Strings that the reader owns. Each String is
+// inside its entry of the table, so a line takes two blocks: the entry and the text of the value.
 //
 // Tested by configuration_test.cc.
 
@@ -48,8 +48,7 @@ const char* splitKey(char* line, uint32_t* keyHash) {
     return at + 1;
 }
 
-// Makes a value of a text without the bytes that are stripped from its ends. Returns false when out
-// of memory.
+// Makes a value from a text and strips its ends. Returns false when out of memory.
 bool stripValue(const char* text, String* value) {
     while (*text != '\0' && isStripped(*text)) ++text;
     size_t length = strlen(text);

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// The hash of text keys. A key's bucket is the low bits of it.
+// The hash of text keys. The low bits of the hash are the number of the key's bucket.
 
 #ifndef VELUTILS_TEXT_HASH_INTERNAL_H
 #define VELUTILS_TEXT_HASH_INTERNAL_H
 
 #include <stdint.h>
 
-// Returns the hash of a text: 0 with each of its bytes added.
+// Returns the hash of a text, which is 0 with each byte of the text added.
 uint32_t hashOf(const char* text);
 
 inline uint32_t addToHash(uint32_t hash, char byte) {

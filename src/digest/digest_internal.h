@@ -18,15 +18,15 @@ const unsigned long BLOCK_LENGTH = 64;
 extern "C" VELUTILS_API const void* const MD5_TABLE[] __asm__("_ZTV14Md5HashContext");
 extern "C" VELUTILS_API const void* const SHA1_TABLE[] __asm__("_ZTV15Sha1HashContext");
 
-// Whether the object's class is the one of the table itself and no class derived from it. Not by
-// typeid, because a class that is compiled with -fno-rtti has no type information.
+// Whether the object's class is the table's class itself and no class derived from it. It does not
+// use typeid, because a class that is compiled with -fno-rtti has no type information.
 inline bool hasTable(const HashContext& digest, const void* const* table) {
     const void* own;
     memcpy(&own, static_cast<const void*>(&digest), sizeof own);
     return own == &table[2];
 }
 
-// For the steps of a digest, which must be inlined, or the digest is slow.
+// For the steps of a digest: the digest is slow unless they are inlined.
 #define ALWAYS_INLINE inline __attribute__((always_inline))
 
 ALWAYS_INLINE uint32_t rotateLeft(uint32_t word, int bits) {
@@ -58,12 +58,13 @@ inline void addToCount(uint32_t* count, unsigned long length) {
 // Digests `blocks` consecutive blocks at data.
 typedef void Transform(uint32_t* state, const unsigned char* data, unsigned long blocks);
 
-// The part of feed() for input that completes a block: digests the block in buffer, then whole
+// The part of feed() for input that completes a block. Digests the block in buffer, then whole
 // blocks directly from the caller's data, and keeps the rest in buffer.
 void feedBlocks(Transform* transform, uint32_t* state, unsigned char* buffer, unsigned long waiting,
                 const unsigned char* data, unsigned long length);
 
-// Adds `length` bytes to a message. Short, because it may be called for each byte of padding.
+// Adds `length` bytes to a message. It must stay short, because it may be called for each byte of
+// padding.
 ALWAYS_INLINE void feed(Transform* transform, uint32_t* state, uint32_t* count,
                         unsigned char* buffer, const unsigned char* data, unsigned long length) {
     const unsigned long waiting = waitingBytes(count);
@@ -86,7 +87,8 @@ void feedPadding(Transform* transform, uint32_t* state, uint32_t* count, unsigne
 // The number of bytes that getHash() writes after initialize(wanted).
 unsigned long returnedLengthOf(const HashContext& digest, unsigned long wanted);
 
-// The self-test of a digest of at most 20 bytes: 0 if that of "abc" is the expected one, else -1.
+// The self-test of a digest of at most 20 bytes. Returns 0 if the digest of "abc" is the expected
+// one, otherwise -1.
 int testWithAbc(HashContext& digest, const unsigned char* expected);
 
 #endif

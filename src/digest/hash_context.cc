@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What MD5 and SHA-1 do alike: they collect a message into blocks, pad it and test themselves.
+// The code that MD5 and SHA-1 share: collecting a message into blocks, padding it, testing.
 //
 // Tested by digests_test.cc.
 

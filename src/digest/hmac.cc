@@ -5,10 +5,10 @@
 // The key is kept as the two pads, the blocks that precede the hashed data. From reset() to
 // getHash() the digest processes the inner message. getHash() then restarts it for the outer one.
 //
-// For the library's own two digests, each pad is digested once for a key. The state after it
-// replaces the pad, and is loaded into the digest to start a message: three blocks instead of five
-// for a message of 64 bytes. The digest is then as if it had been fed the pad. A derived class may
-// do more than digest, so it is fed the pads.
+// For the library's own two digests, initialize() digests each pad once and keeps the state after
+// the pad in place of the pad. Loading this state into the digest starts a message as if the digest
+// had been fed the pad: a message of 64 bytes takes three blocks instead of five. A derived class
+// may do more than digest, so it is fed the pads.
 //
 // Tested by digests_test.cc.
 
@@ -52,7 +52,7 @@ int HmacContext::initialize(const unsigned char* key, unsigned long keyLength,
     return reset();
 }
 
-// Uses a digest of its own, so that the caller's stays as it is until reset().
+// Uses another digest object, so that the caller's digest does not change before reset().
 template <class Digest>
 void HmacContext::replaceByState(unsigned char* pad) {
     Digest digest;
@@ -74,7 +74,7 @@ void HmacContext::digestPad(unsigned char* pad) const {
     if (hasTable(*hashContext, SHA1_TABLE)) replaceByState<Sha1HashContext>(pad);
 }
 
-// Puts the digest, which has just been initialized, into its state after the pad.
+// Brings the digest, which has just been initialized, into its state after the pad.
 void HmacContext::startAfter(const unsigned char* pad) {
     if (hasTable(*hashContext, MD5_TABLE))
         loadState<Md5HashContext>(pad);
