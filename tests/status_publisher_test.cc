@@ -111,18 +111,14 @@ TEST_F(Publisher, AKilledPublisherLeavesAWholeValueAndTheNextSetupCleansUp) {
 }
 
 TEST_F(Publisher, SetupRemovesDeadTemporariesOnly) {
-    const std::string planted = WAN + "/" + StatusPublisher::TEMPORARY_PREFIX();
-    for (const char* name : {"dead", "locked"}) writeFile(planted + name, "x");
-    EXPECT_EQ(0, symlink("v", (planted + "link").c_str()));
-    EXPECT_EQ(0, mkfifo((planted + "pipe").c_str(), 0600));
-    writeFile(WAN + "/v", "x");
-    const int held = open((planted + "locked").c_str(), O_RDONLY);
+    EXPECT_EQ("", outputOf("cd " + WAN +
+                           "; touch .velutils-dead .velutils-locked v; "
+                           "ln -s v .velutils-link; mkfifo .velutils-pipe"));
+    const int held = open((WAN + "/.velutils-locked").c_str(), O_RDONLY);
     EXPECT_EQ(0, flock(held, LOCK_EX));
     EXPECT_TRUE(wan_.setup(STATUS_BASE_TMP, "/wan"));
-    EXPECT_FALSE(exists(planted + "dead"));
-    for (const char* name : {"locked", "link", "pipe"})
-        EXPECT_EQ(0, unlink((planted + name).c_str())) << name;
-    EXPECT_EQ("x", contentOf(WAN + "/v"));
+    EXPECT_EQ(".velutils-link\n.velutils-locked\n.velutils-pipe\nv\n", outputOf("ls -A " + WAN));
+    EXPECT_EQ("", outputOf("rm " + WAN + "/.velutils-*"));
     close(held);
 }
 
@@ -169,14 +165,13 @@ TEST_F(Publisher, AnUnchangedValueIsNotWritten) {
 }
 
 TEST_F(Publisher, LinksAreReplacedAndOtherKindsRefused) {
-    writeFile("/tmp/victim", "up");
-    EXPECT_EQ(0, symlink("/tmp/victim", (WAN + "/link").c_str()));
+    EXPECT_EQ("", outputOf("cd " + WAN +
+                           "; printf up > /tmp/victim; ln -s /tmp/victim link; "
+                           "mkdir directory; mkfifo fifo"));
     for (const char* value : {"up", "down"}) EXPECT_TRUE(publish(wan_, "/link", value));
     EXPECT_EQ("up", contentOf("/tmp/victim"));
     EXPECT_TRUE(S_ISREG(statusOf(WAN + "/link").st_mode));
 
-    EXPECT_EQ(0, mkdir((WAN + "/directory").c_str(), 0755));
-    EXPECT_EQ(0, mkfifo((WAN + "/fifo").c_str(), 0644));
     const char* const device = "/../../../dev/null";
     for (const char* name : {"/directory", "/fifo", device}) {
         const mode_t before = statusOf(WAN + name).st_mode;
