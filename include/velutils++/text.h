@@ -380,11 +380,11 @@ class VELUTILS_API String {
 
     friend VELUTILS_API bool operator==(const String& a, const String& b);
 
-    struct Made {};
-    VELUTILS_LOCAL String(Made, StringBuffer* buffer);     // null makes the empty text
-    VELUTILS_LOCAL bool mayWrite(long long length) const;  // in place, a text of this length
-    VELUTILS_LOCAL bool mayAppend(long n) const;           // in place, n characters
-    VELUTILS_LOCAL void take(StringBuffer* buffer);        // null changes nothing
+    struct Exactly {};
+    VELUTILS_LOCAL String(Exactly, const char* p, long n);  // n bytes
+    VELUTILS_LOCAL bool mayWrite(long long length) const;   // in place, a text of this length
+    VELUTILS_LOCAL bool mayAppend(long n) const;            // in place, n characters
+    VELUTILS_LOCAL void take(StringBuffer* buffer);         // null changes nothing
     VELUTILS_LOCAL void takeEmpty();
     VELUTILS_LOCAL bool unshare();  // keeps the capacity; false when out of memory
     VELUTILS_LOCAL void concatElsewhere(const char* p, long n);

@@ -174,7 +174,8 @@ const String& String::EMPTY() {
 
 String::String() : buffer_(sharedEmpty()) {}
 
-String::String(Made, StringBuffer* buffer) : buffer_(orEmpty(buffer)) {}
+String::String(Exactly, const char* p, long n)
+    : buffer_(n < 1 ? sharedEmpty() : orEmpty(buildBuffer(n, n, p))) {}
 
 String::String(const String& other) : buffer_(other.buffer_) {
     buffer_->link();
@@ -204,10 +205,9 @@ String::String(const char* s, long start, long count) : buffer_(nullptr) {
 }
 
 String::~String() {
-    StringBuffer* const last = buffer_;
+    buffer_->drop();
     // Volatile, because the compiler removes plain stores to an object whose lifetime ends.
     *const_cast<StringBuffer* volatile*>(&buffer_) = nullptr;
-    last->drop();
 }
 
 // Assignment

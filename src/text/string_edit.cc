@@ -125,7 +125,7 @@ String String::substring(long start, long end) const {
     const long last = end > size() ? size() : end;
     if (first >= last) return String();
     const long n = static_cast<long>(strnlen(chars(), static_cast<size_t>(last))) - first;
-    return n < 1 ? String() : String(Made(), buildBuffer(n, n, chars() + first));
+    return String(Exactly(), chars() + first, n);
 }
 
 long String::toInteger() const {
