@@ -72,6 +72,7 @@ TEST_F(ConfigFile, TemplatesThatThePlatformCannotFormat) {
     EXPECT_EQ(-1, reader_.getIndexedValueAsInt("%lcd", 0x110000, -1));
     EXPECT_EQ(99, reader_.getIndexedValueAsInt("", 2, -1));
     EXPECT_EQ(99, reader_.getIndexedValueAsInt("%", 2, -1));
+    EXPECT_EQ(99, reader_.getIndexedValueAsInt("%.0lu", 0, -1));  // formats it as nothing
 }
 
 TEST_F(ConfigFile, FilesThatCannotBeRead) {

@@ -6,6 +6,8 @@
 #ifndef VELUTILS_WHOLE_TEXT_INTERNAL_H
 #define VELUTILS_WHOLE_TEXT_INTERNAL_H
 
+#include <stdio.h>
+
 #include <velutils++/text.h>
 
 inline bool assignAll(String& text, const char* s) {
@@ -28,12 +30,14 @@ inline bool moveAll(String& text, long room) {
     return true;
 }
 
-// Also returns false if vsnprintf renders nothing of an output that is not empty.
+// Also returns false if vsnprintf fails before it has rendered anything of an output that is not
+// empty. For the platform, unlike for strlenf(), "%.0lu" of 0 is empty.
 template <class... Arguments>
 bool formatAll(String& text, const char* format, Arguments... arguments) {
     text = String::EMPTY();
     text.format(format, arguments...);
-    return *text.buffer() != '\0' || strlenf(format, arguments...) == 0;
+    return *text.buffer() != '\0' || strlenf(format, arguments...) == 0 ||
+           snprintf(nullptr, 0, format, arguments...) == 0;
 }
 
 #endif
