@@ -17,7 +17,7 @@ void take(const String& text);
 void takeValue(String text);
 
 // A number becomes one character, in every way that makes a text of it.
-void numbers(String s, int n, size_t size, double real, const Record& record) {
+void numbers(String s, int n, size_t size, double real, const Record& record, bool& same) {
     take(n);                              // warns
     take(real);                           // warns
     take(true);                           // warns
@@ -32,6 +32,13 @@ void numbers(String s, int n, size_t size, double real, const Record& record) {
     s = s + n;                            // warns
     s = 3L + s;                           // warns
     s.insert(0, n);                       // warns
+    s.indexOf(n);                         // warns
+    s.lastIndexOf(n);                     // warns
+    s.lastIndexOf(n, 5);                  // warns
+    same = s == n;                        // warns
+    same = 42 == s;                       // warns
+    same = s != size;                     // warns
+    same = RED != s;                      // warns
     s.concat(n);                          // warns
 }
 
@@ -46,6 +53,8 @@ void texts(String s, const String& other, const char* none) {
     s = 'c' + s + 'c' + "text" + other;
     s.insert(0, 'c').insert(0, "x").insert(0, s).concat("x", 1);
     if (s == 'c') s += '\n';
+    s.lastIndexOf(s, s.indexOf('c', s.lastIndexOf('c', s.indexOf("x", 1))));
+    if (s != "x" || s == other || nullptr != s || none == s || '\0' != s) s = none;
 }
 
 // Every integer type has an overload of stringOf() on every platform.

@@ -312,6 +312,11 @@ class VELUTILS_API String {
     long indexOf(char ch, long from) const;
     long indexOf(const String& s) const;
     long indexOf(const String& s, long from) const;
+    // The number is one character, as in the constructor.
+    template <class Number, class = EnableForNumber<Number>>
+    VELUTILS_NUMBER_AS_TEXT long indexOf(Number ch, long from = 0) const {
+        return indexOf(static_cast<char>(ch), from);
+    }
     // As indexOf() without case, and positions after a NUL are searched, too.
     long indexOfIgnoreCase(const String& s) const;
     long indexOfIgnoreCase(const String& s, long from) const;
@@ -325,6 +330,15 @@ class VELUTILS_API String {
     // negative from gives -1.
     long lastIndexOf(const String& s) const;
     long lastIndexOf(const String& s, long from) const;
+    // The number is one character, as in the constructor.
+    template <class Number, class = EnableForNumber<Number>>
+    VELUTILS_NUMBER_AS_TEXT long lastIndexOf(Number ch) const {
+        return lastIndexOf(static_cast<char>(ch));
+    }
+    template <class Number, class = EnableForNumber<Number>>
+    VELUTILS_NUMBER_AS_TEXT long lastIndexOf(Number ch, long from) const {
+        return lastIndexOf(static_cast<char>(ch), from);
+    }
     // As lastIndexOf() without case.
     long lastIndexOfIgnoreCase(const String& s) const;
     long lastIndexOfIgnoreCase(const String& s, long from) const;
@@ -403,21 +417,6 @@ VELUTILS_API String operator+(const String& a, const char* b);
 VELUTILS_API String operator+(const char* a, const String& b);
 VELUTILS_API String operator+(const String& a, char b);
 VELUTILS_API String operator+(char a, const String& b);
-// The number is one character, as in String's constructor. Text must be String itself: with
-// conversions to String, adding an enumerator to a number would be ambiguous.
-template <class Text, class Number, class = EnableForNumber<Number>>
-VELUTILS_NUMBER_AS_TEXT inline
-    typename std::enable_if<std::is_same<Text, String>::value, String>::type
-    operator+(const Text& a, Number b) {
-    return a + static_cast<char>(b);
-}
-// The same from the left.
-template <class Text, class Number, class = EnableForNumber<Number>>
-VELUTILS_NUMBER_AS_TEXT inline
-    typename std::enable_if<std::is_same<Text, String>::value, String>::type
-    operator+(Number a, const Text& b) {
-    return static_cast<char>(a) + b;
-}
 
 // Compares the texts up to their first NULs. Two Strings are equal only if their lengths are equal,
 // too. A null const char* and a NUL character are the empty text.
@@ -443,6 +442,37 @@ VELUTILS_API bool operator==(const String& a, char b);
 VELUTILS_API bool operator!=(const String& a, char b);
 VELUTILS_API bool operator==(char a, const String& b);
 VELUTILS_API bool operator!=(char a, const String& b);
+
+// The result of an operator, if Text is String itself: with conversions to String, adding an
+// enumerator to a number would be ambiguous.
+template <class Text, class Result>
+using ResultForString = typename std::enable_if<std::is_same<Text, String>::value, Result>::type;
+
+// The number is one character, as in String's constructor.
+template <class Text, class Number, class = EnableForNumber<Number>>
+VELUTILS_NUMBER_AS_TEXT inline ResultForString<Text, String> operator+(const Text& a, Number b) {
+    return a + static_cast<char>(b);
+}
+template <class Text, class Number, class = EnableForNumber<Number>>
+VELUTILS_NUMBER_AS_TEXT inline ResultForString<Text, String> operator+(Number a, const Text& b) {
+    return static_cast<char>(a) + b;
+}
+template <class Text, class Number, class = EnableForNumber<Number>>
+VELUTILS_NUMBER_AS_TEXT inline ResultForString<Text, bool> operator==(const Text& a, Number b) {
+    return a == static_cast<char>(b);
+}
+template <class Text, class Number, class = EnableForNumber<Number>>
+VELUTILS_NUMBER_AS_TEXT inline ResultForString<Text, bool> operator==(Number a, const Text& b) {
+    return static_cast<char>(a) == b;
+}
+template <class Text, class Number, class = EnableForNumber<Number>>
+VELUTILS_NUMBER_AS_TEXT inline ResultForString<Text, bool> operator!=(const Text& a, Number b) {
+    return a != static_cast<char>(b);
+}
+template <class Text, class Number, class = EnableForNumber<Number>>
+VELUTILS_NUMBER_AS_TEXT inline ResultForString<Text, bool> operator!=(Number a, const Text& b) {
+    return static_cast<char>(a) != b;
+}
 
 static_assert(sizeof(String) == sizeof(void*), "a String is one pointer");
 #endif
