@@ -298,6 +298,21 @@ TEST(Failures, OfAllocationsGiveAPermittedOutcome) {
     EXPECT_EQ(std::set<std::string>{"sub"}, namesIn("/tmp/status/directory"));
 }
 
+// Growing by a fixed step would take an allocation for every 99 bytes.
+TEST(Failures, OfAllocationsMakeAReaderAllocateNoMoreOften) {
+    const long length = 200000;
+    EXPECT_TRUE(tree.setStatus(NAME, std::string(length, 'v').c_str()));
+    bool failed = true;
+    for (long n = 1; failed; ++n) {
+        const long before = allocations::requests();
+        const allocations::Refusal refusal(n);
+        const bool whole = tree.getStatus(NAME, value);
+        failed = refusal.happened();
+        EXPECT_EQ(whole, value.length() == length) << n;
+        EXPECT_GE(20, allocations::requests() - before) << n;
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {

@@ -22,7 +22,6 @@
 #include <stdexcept>
 #include <vector>
 
-#include "tests/support/allocations.h"
 #include "tests/support/descriptor_check.h"
 #include "tests/support/failing_calls.h"
 #include "tests/support/fifo_observer.h"
@@ -130,21 +129,6 @@ TEST_F(StatusTree, ValueFiles) {
     // Files in /proc claim a size of 0.
     EXPECT_TRUE(StatusInterface().getStatus("/proc/filesystems", same));
     EXPECT_EQ(contentOf("/proc/filesystems"), same.buffer());
-}
-
-// Growing by a fixed step would take an allocation for every 99 bytes.
-TEST_F(StatusTree, AReaderThatIsShortOfMemoryAllocatesNoMoreOften) {
-    EXPECT_TRUE(wan_.setStatus("/v", std::string(200000, 'v').c_str()));
-    String value;
-    bool failed = true;
-    for (long n = 1; failed; ++n) {
-        const long before = allocations::requests();
-        const allocations::Refusal refusal(n);
-        const bool whole = wan_.getStatus("/v", value);
-        failed = refusal.happened();
-        EXPECT_EQ(!whole, value.length() < 200000) << n;
-        EXPECT_GE(20, allocations::requests() - before) << n;
-    }
 }
 
 TEST_F(StatusTree, AValueThatDoesNotFitOnTheDiskFails) {
