@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Compares the digest of a message in any pieces with the digest of the whole, and HMAC with its
-// definition in RFC 2104, and checks returned lengths. digests_test.cc has known digests.
+// Compares the digest of a message in any pieces with the digest of the whole, HMAC with its
+// definition in RFC 2104, and the digests that HMAC drives directly with those that it drives
+// through their virtual operations. Checks returned lengths. digests_test.cc has known digests.
 
 #include <velutils++/digests.h>
 
@@ -70,6 +71,44 @@ void check(const std::string& key, const std::string& message, size_t piece,
     }
 }
 
+// The state, count and buffer, which follow the virtual table pointer.
+template <class Digest>
+std::string fieldsOf(const Digest& digest) {
+    return std::string(reinterpret_cast<const char*>(&digest) + sizeof(void*),
+                       digest.getCompleteHashLength() + 8 + 64);
+}
+
+// A derived class's digest is driven through its virtual operations alone. The library's own
+// digests are not, and must be left as if they were.
+template <class Digest>
+void isLeftAsByItsOperations(const std::string& key, const std::string& message,
+                             unsigned long returned) {
+    class Derived : public Digest {};
+    Digest own;
+    Derived derived;
+    HmacContext fast(&own);
+    HmacContext slow(&derived);
+    const auto requireSame = [&] {
+        REQUIRE(fieldsOf(own) == fieldsOf(derived));
+        REQUIRE(own.getReturnedHashLength() == derived.getReturnedHashLength());
+    };
+    REQUIRE(fast.initialize(bytes(key), key.size(), returned) == 0);
+    REQUIRE(slow.initialize(bytes(key), key.size(), returned) == 0);
+    requireSame();
+    for (const size_t length : {message.size(), size_t{0}}) {
+        fast.hash(bytes(message), length);
+        slow.hash(bytes(message), length);
+        requireSame();
+        const size_t most = own.getCompleteHashLength();
+        const size_t written = returned == 0 ? most : std::min(most, size_t{returned});
+        REQUIRE(finish(fast, written) == finish(slow, written));
+        requireSame();
+        REQUIRE(fast.reset() == 0);
+        REQUIRE(slow.reset() == 0);
+        requireSame();
+    }
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -80,5 +119,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string message = input.rest();
     check<Md5HashContext>(key, message, piece, returned);
     check<Sha1HashContext>(key, message, piece, returned);
+    isLeftAsByItsOperations<Md5HashContext>(key, message, returned);
+    isLeftAsByItsOperations<Sha1HashContext>(key, message, returned);
     return 0;
 }

@@ -2,10 +2,12 @@
 //
 // Converts integers to text and back. The text of a number is that of the C library, and reads as
 // the same number. A text is valid only if the C library writes the same text for the number read.
+// What any other text reads as is computed by a plain model.
 
 #include <velutils++/conversions.h>
 
 #include <errno.h>
+#include <limits.h>
 
 #include <bitset>
 #include <limits>
@@ -40,6 +42,43 @@ void comesBack(Value value, char* (*write)(Value, char*, int), Value (*read)(con
         REQUIRE(write(value, area.data(), base) == area.data() && expected == area.data());
         REQUIRE(read(area.data()) == value);
     }
+    for (const int base : {INT_MIN, -10, 0, 1, 3, 9, 11, 36}) {
+        char untouched[] = "#";
+        REQUIRE(write(value, untouched, base) == nullptr && *untouched == '#');
+    }
+}
+
+uint32_t baseOf(char letter) {
+    if (letter == 'b') return 2;
+    if (letter == 'o') return 8;
+    return letter == 'h' || letter == 'x' ? 16 : 10;
+}
+
+uint32_t digitOf(uint8_t byte, uint32_t base) {
+    if (base != 16 || byte < 'A') return byte - uint32_t{'0'};
+    return byte <= '`' ? byte - uint32_t{'A'} + 10 : byte - uint32_t{'a'} + 10;
+}
+
+// Only the first characters count, at most 33 with a sign. The last of them may name the base.
+uint32_t sumOf(std::string text, size_t counted) {
+    text.resize(std::min(text.size(), counted));
+    uint32_t base = 10;
+    if (!text.empty() && static_cast<uint8_t>(text.back()) > '`') {
+        base = baseOf(text.back());
+        text.pop_back();
+    }
+    uint32_t sum = 0;
+    for (const char digit : text) sum = sum * base + digitOf(static_cast<uint8_t>(digit), base);
+    return sum;
+}
+
+void isRead(const std::string& text, const char* exact) {
+    const uint32_t sum = sumOf(text, 33);
+    const uint32_t withSign = text[0] == '-' ? 0 - sumOf(text.substr(1), 32) : sum;
+    REQUIRE(valueOf32(exact) == static_cast<int32_t>(withSign));
+    REQUIRE(valueOf16(exact) == static_cast<int16_t>(withSign));
+    REQUIRE(u_valueOf32(exact) == sum);
+    REQUIRE(u_valueOf16(exact) == static_cast<uint16_t>(sum));
 }
 
 template <class Value>
@@ -76,6 +115,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string any = input.line();
     const std::vector<char> exact(any.c_str(), any.c_str() + any.size() + 1);
     const char* const text = exact.data();
+    isRead(any, text);
     isJudged(text, static_cast<int32_t>(a), static_cast<int32_t>(b), valueOf32, validValueOf32,
              validRangeValueOf32);
     isJudged(text, a, b, u_valueOf32, u_validValueOf32, u_validRangeValueOf32);
