@@ -67,7 +67,7 @@ class VELUTILS_API IpInterfaceStatus {
 // Returns false if one of them cannot be set. Then it restores the old address and mask, as far as
 // the kernel lets it. For address 0, or a mask that is not contiguous, it returns false and changes
 // nothing.
-inline bool setIpV4AddressAndMask(IpInterfaceStatus& interfaces, char const* name,
+inline bool setIpV4AddressAndMask(IpInterfaceStatus& interfaces, const char* name,
                                   unsigned long address, unsigned long mask) {
     const unsigned int newAddress = static_cast<unsigned int>(address & 0xFFFFFFFFUL);
     const unsigned int newMask = static_cast<unsigned int>(mask & 0xFFFFFFFFUL);

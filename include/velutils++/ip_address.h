@@ -173,7 +173,7 @@ VELUTILS_API bool operator!=(const IpAddress& a, const IpAddress& b);
 
 // Returns address and prefix length: "192.0.2.1/24", and "192.0.2.1/32" for a host. Empty for an
 // address without a family, and when out of memory.
-inline String addressWithPrefix(IpAddress const& address) {
+inline String addressWithPrefix(const IpAddress& address) {
     String text;
     if (address.getIpAddrAsString(text).length() == 0) return text;
     const long bare = text.length();
