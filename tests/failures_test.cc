@@ -70,11 +70,13 @@ int makeAndRemoveFifo() {
 // Returns how many of two entries the reader got: one from a file and one that is added.
 int readAndAdd() {
     ConfigReader reader;
+    bool isAdded = false;
     try {
         reader.initialize(CONFIG, 4);
-        reader.add(KEY, ADDED);
+        isAdded = reader.add(KEY, ADDED);
     } catch (const std::bad_alloc&) {
     }
+    if (isAdded != (reader.getValue(KEY, String::EMPTY()) == ADDED)) return WRONG;
     // Without memory for the key, the reader finds nothing, not another entry.
     if (reader.getIndexedValueAsInt(TEMPLATE, 9, -1) != -1) return WRONG;
     const int loaded = wholeOrEmpty(reader.getIndexedValue(TEMPLATE, 3, String::EMPTY()), "loaded");
