@@ -33,7 +33,7 @@ class ConfigFile : public ::testing::Test {
 
     std::string value(const char* key) { return bytesOf(reader_.getValue(key, "(none)")); }
 
-    const DescriptorCheck descriptors_;
+    DescriptorCheck descriptors_;
     ConfigReader reader_;
 };
 

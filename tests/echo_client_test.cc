@@ -60,7 +60,7 @@ class EchoClient : public testing::Test {
     }
 
     Wire wire_;
-    const DescriptorCheck descriptors_;
+    DescriptorCheck descriptors_;
     PingClient client_;
 };
 

@@ -118,7 +118,7 @@ class EchoProbes : public testing::TestWithParam<bool> {
     }
 
     Wire wire_;
-    const DescriptorCheck descriptors_;
+    DescriptorCheck descriptors_;
     EchoProbe probe_;
 };
 

@@ -41,7 +41,7 @@ class InterfaceControl : public testing::Test {
         return false;
     }
 
-    const DescriptorCheck descriptors_;
+    DescriptorCheck descriptors_;
     IpInterfaceStatus control_;
 };
 

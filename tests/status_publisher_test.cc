@@ -62,7 +62,7 @@ class Publisher : public testing::Test {
         return outputOf("find " + WAN + " -name '" + StatusPublisher::TEMPORARY_PREFIX() + "*'");
     }
 
-    const DescriptorCheck descriptors_;
+    DescriptorCheck descriptors_;
     StatusPublisher wan_;
 };
 

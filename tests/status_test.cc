@@ -59,7 +59,7 @@ class StatusTree : public ::testing::Test {
         EXPECT_EQ(0, system(("cd /tmp/status/wan && " + commands).c_str())) << commands;
     }
 
-    const DescriptorCheck descriptors_;
+    DescriptorCheck descriptors_;
     StatusInterface wan_;
 };
 

@@ -300,8 +300,6 @@ TEST(String, EditsThatDoNothingLeaveSharedBuffersShared) {
     EXPECT_EQ(before, allocations::requests());
 }
 
-#pragma GCC diagnostic pop
-
 TEST(String, LongOutputInPlaceTakesNoMemory) {
     String s("", 7000);
     const long before = allocations::requests();
@@ -312,6 +310,8 @@ TEST(String, LongOutputInPlaceTakesNoMemory) {
     EXPECT_EQ(before, allocations::requests());
     EXPECT_EQ(longText + longText + 'y', textOf(s));
 }
+
+#pragma GCC diagnostic pop
 
 TEST(Comparison, NullPointersAndCharacters) {
     for (const String& s : {String(), abc, make("\0"s)}) {
